@@ -1,0 +1,6 @@
+#include "tessarine/values/fatal.hpp"
+
+TEST(FatalDeathTest, SaysTheMessageAndAborts) {
+  EXPECT_DEATH(tessarine::fatal("queue \"a\" waits for itself"),
+               "Tessarine: queue \"a\" waits for itself");
+}
