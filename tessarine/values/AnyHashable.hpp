@@ -1,0 +1,106 @@
+#pragma once
+
+#include <any>
+#include <concepts>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
+
+#include "tessarine/export.hpp"
+#include "tessarine/values/PreferenceObject.hpp"
+
+namespace tessarine {
+
+template <class T>
+concept Hashable = std::equality_comparable<T> && std::copy_constructible<T> &&
+    requires(const T& v) {
+  { std::hash<T>{}(v) } -> std::convertible_to<std::size_t>;
+};
+
+/// Any hashable value behind one type, with equality and hash. What is a property-list value is
+/// kept as a `PreferenceObject`, so numbers of different C++ types compare by value; values of all
+/// other types are equal when their types are the same and they compare equal. Immutable; cheap to
+/// copy.
+class TESSARINE_EXPORT AnyHashable {
+ public:
+  AnyHashable(PreferenceObject object) noexcept
+      : object_(std::move(object)) {}  // NOLINT(google-explicit-constructor)
+
+  template <class T>
+  requires(PreferenceBridged<T> && !std::same_as<T, PreferenceObject>) AnyHashable(const T& value)
+      : object_(PreferenceBridge<T>::toObject(value)) {}  // NOLINT(google-explicit-constructor)
+  AnyHashable(const char* text) : object_(text) {}        // NOLINT(google-explicit-constructor)
+
+  template <class T>
+  requires(!PreferenceBridged<T> && Hashable<T> &&
+           !std::same_as<T, AnyHashable>) explicit AnyHashable(T value)
+      : box_(std::make_shared<const Box<T>>(std::move(value))) {}
+
+  /// The value as a preference object, null when it is of a type that a preference store cannot
+  /// hold.
+  const PreferenceObject* preferenceObject() const noexcept {
+    return box_ == nullptr ? &object_ : nullptr;
+  }
+
+  /// The direct dynamic cast: by the rules of `PreferenceBridge` for property-list values, by exact
+  /// type for all others.
+  template <class T>
+  std::optional<T> cast() const {
+    if (box_ == nullptr) return dynamicCast<T>(object_);
+    if constexpr (!PreferenceBridged<T> && Hashable<T>) {
+      if (box_->type() == typeid(T)) return static_cast<const Box<T>&>(*box_).value;
+    }
+    return std::nullopt;
+  }
+
+  bool operator==(const AnyHashable& other) const noexcept {
+    if ((box_ == nullptr) != (other.box_ == nullptr)) return false;
+    return box_ == nullptr ? object_ == other.object_ : box_->equals(*other.box_);
+  }
+  std::size_t hash() const noexcept { return box_ == nullptr ? object_.hash() : box_->hash(); }
+
+ private:
+  struct AnyBox {
+    AnyBox() = default;
+    AnyBox(const AnyBox&) = delete;
+    AnyBox& operator=(const AnyBox&) = delete;
+    virtual ~AnyBox() = default;
+    virtual const std::type_info& type() const noexcept = 0;
+    virtual bool equals(const AnyBox& other) const noexcept = 0;
+    virtual std::size_t hash() const noexcept = 0;
+  };
+  template <class T>
+  struct Box final : AnyBox {
+    explicit Box(T v) : value(std::move(v)) {}
+    const std::type_info& type() const noexcept override { return typeid(T); }
+    bool equals(const AnyBox& other) const noexcept override {
+      return other.type() == typeid(T) && static_cast<const Box&>(other).value == value;
+    }
+    std::size_t hash() const noexcept override { return std::hash<T>{}(value); }
+    T value;
+  };
+
+  PreferenceObject object_;
+  std::shared_ptr<const AnyBox> box_;
+};
+
+/// The same cast for a value of any type at all, as user information dictionaries hold them.
+template <class T>
+std::optional<T> dynamicCast(const std::any& value) {
+  if (const T* same = std::any_cast<T>(&value)) return *same;
+  if (const auto* object = std::any_cast<PreferenceObject>(&value)) return dynamicCast<T>(*object);
+  if (const auto* hashable = std::any_cast<AnyHashable>(&value)) return hashable->cast<T>();
+  return std::nullopt;
+}
+
+}  // namespace tessarine
+
+template <>
+struct std::hash<tessarine::AnyHashable> {
+  std::size_t operator()(const tessarine::AnyHashable& value) const noexcept {
+    return value.hash();
+  }
+};
