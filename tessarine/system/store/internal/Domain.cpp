@@ -1,0 +1,373 @@
+#include "tessarine/system/store/internal/Domain.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "tessarine/system/store/internal/CallAll.hpp"
+#include "tessarine/system/store/internal/ObjectCoding.hpp"
+#include "tessarine/values/fatal.hpp"
+
+namespace tessarine::detail {
+namespace {
+
+/// After that many single look-ups it is cheaper to read the whole domain at once.
+constexpr int mostLookups = 64;
+
+Domain::Object decoded(const std::optional<std::string_view>& bytes) {
+  return bytes ? decodeObject(*bytes) : std::nullopt;
+}
+
+bool isSame(const Domain::Object& left, const Domain::Object& right) {
+  if (left.has_value() != right.has_value()) return false;
+  return !left || left->isIdenticalTo(*right);
+}
+
+/// The stored form of some writes. Where an object lies is settled when all of them are encoded.
+class Encoded {
+ public:
+  void reserve(std::size_t count) { records_.reserve(count); }
+
+  void add(std::string_view key, const Domain::Object& value, double written) {
+    const std::size_t begin = bytes_.size();
+    if (value && !encodeObject(*value, bytes_)) {
+      fatal("the value for the preference \"" + std::string(key) + "\" nests deeper than " +
+            std::to_string(deepestObject) + " levels");
+    }
+    const std::string_view stored(bytes_.data() + begin, bytes_.size() - begin);
+    records_.push_back({value ? Journal::Kind::set : Journal::Kind::remove, written, key, stored});
+  }
+
+  std::span<const Journal::Record> records() {
+    std::size_t begin = 0;  // the bytes may have moved since a record was added
+    for (auto& record : records_) {
+      record.value = {bytes_.data() + begin, record.value.size()};
+      begin += record.value.size();
+    }
+    return records_;
+  }
+
+ private:
+  std::string bytes_;
+  std::vector<Journal::Record> records_;
+};
+
+}  // namespace
+
+Domain::Domain(const std::string& path)
+    : files_(std::make_unique<DomainFiles>(path)), isWhole_(false) {
+  freshness_.head = &ownHead_;
+  Deliveries none;
+  const MutexLock lock(mutex_);
+  if (files_->journal() != nullptr) adoptJournal(none);
+}
+
+Domain::Domain() : isWhole_(true) { freshness_.head = &ownHead_; }
+
+Domain::~Domain() {
+  stopWorker();
+  if (files_) files_->fold();
+}
+
+// ---- reading ----
+
+Domain::Entry& Domain::entryOf(std::string_view key) {
+  const auto found = entries_.find(key);
+  if (found != entries_.end()) return found->second;
+  return entries_.emplace(key, Entry{}).first->second;
+}
+
+/// The entry of `key` with its value looked up, null for a key that was never written.
+Domain::Entry* Domain::known(std::string_view key) {
+  auto found = entries_.find(key);
+  if (found != entries_.end() && found->second.isKnown) return &found->second;
+  if (!isWhole_ && ++lookups_ > mostLookups) {
+    readAll();
+    found = entries_.find(key);
+  }
+  if (isWhole_ && found == entries_.end()) return nullptr;
+  Entry& entry = found != entries_.end() ? found->second : entryOf(key);
+  if (!entry.isKnown) look(key, entry);
+  return &entry;
+}
+
+void Domain::look(std::string_view key, Entry& entry) {
+  entry.isKnown = true;
+  entry.value.reset();
+  if (!files_) return;
+  files_->find(key, [&](const Database::Row& row) {
+    entry.value = decoded(row.value);
+    entry.written = row.written;
+  });
+}
+
+void Domain::readAll() {
+  if (isWhole_) return;
+  isWhole_ = true;
+  files_->forEach([this](const Database::Row& row) TESSARINE_REQUIRES(mutex_) {
+    Entry& entry = entryOf(row.key);
+    if (std::exchange(entry.isKnown, true)) return;
+    entry.value = decoded(row.value);
+    entry.written = row.written;
+  });
+}
+
+Domain::Object Domain::object(std::string_view key) {
+  refresh();
+  const MutexLock lock(mutex_);
+  const Entry* entry = known(key);
+  return entry != nullptr ? entry->value : std::nullopt;
+}
+
+std::optional<double> Domain::lastWritten(std::string_view key) {
+  refresh();
+  const MutexLock lock(mutex_);
+  const Entry* entry = known(key);
+  const bool isWritten = entry != nullptr && entry->written == entry->written;
+  return isWritten ? std::optional(entry->written) : std::nullopt;
+}
+
+PreferenceObject::Dictionary Domain::dictionary() {
+  refresh();
+  PreferenceObject::Dictionary values;
+  const MutexLock lock(mutex_);
+  readAll();
+  for (auto& [key, entry] : entries_) {
+    if (!entry.isKnown) look(key, entry);
+    if (entry.value) values.emplace(key, *entry.value);
+  }
+  return values;
+}
+
+// ---- keeping in step with other processes ----
+
+void Domain::refresh() {
+  const auto* head = freshness_.head.load(std::memory_order_acquire);
+  if (head->load(std::memory_order_acquire) == freshness_.delivered.load()) return;
+  Deliveries deliveries;
+  {
+    const MutexLock lock(mutex_);
+    takeOver(deliveries);
+    finish(deliveries);
+  }
+  deliver(deliveries);
+}
+
+void Domain::takeOver(Deliveries& deliveries) {
+  Journal* const journal = files_ ? files_->journal() : nullptr;
+  if (journal == nullptr || journal->head().load(std::memory_order_acquire) == applied_) return;
+  const JournalLock lock(*journal);
+  takeOver(*journal, deliveries);
+}
+
+void Domain::takeOver(Journal& journal, Deliveries& deliveries) {
+  const std::uint64_t head = journal.head().load(std::memory_order_acquire);
+  if (!journal.holds(applied_)) return startAnew(journal, deliveries);
+  journal.forEach(applied_, head, [&](const Journal::Record& record) TESSARINE_REQUIRES(mutex_) {
+    apply(record, deliveries);
+  });
+  applied_ = head;
+}
+
+void Domain::apply(const Journal::Record& record, Deliveries& deliveries) {
+  Entry& entry = entryOf(record.key);
+  if (const auto refused = refused_.find(record.key); refused != refused_.end()) {
+    refused_.erase(refused);
+  }
+  if (record.kind != Journal::Kind::inDatabase) {
+    Object value = record.kind == Journal::Kind::set ? decodeObject(record.value) : std::nullopt;
+    return change(entry, std::move(value), record.written, deliveries);
+  }
+  Entry stored;
+  look(record.key, stored);
+  change(entry, std::move(stored.value), stored.written, deliveries);
+}
+
+/// Takes the state of the files for what this process held, except for what they refused.
+void Domain::startAnew(Journal& journal, Deliveries& deliveries) {
+  Entries before = std::exchange(entries_, {});
+  isWhole_ = false;
+  lookups_ = 0;
+  applied_ = journal.head().load(std::memory_order_acquire);
+  Deliveries unheard;
+  journal.forEach(journal.tail(), applied_,
+                  [&](const Journal::Record& record) TESSARINE_REQUIRES(mutex_) {
+                    if (!refused_.contains(record.key)) apply(record, unheard);
+                  });
+  for (auto& [key, old] : before) {
+    if (refused_.contains(key)) {
+      entryOf(key) = std::move(old);
+    } else if (!old.observers.empty()) {
+      Entry* const entry = known(key);
+      Entry& now = entry != nullptr ? *entry : entryOf(key);
+      Object value = std::exchange(now.value, std::move(old.value));
+      now.observers = std::move(old.observers);
+      const bool isUnchanged = isSame(now.value, value);
+      change(now, std::move(value), now.written, isUnchanged ? unheard : deliveries);
+    }
+  }
+}
+
+void Domain::change(Entry& entry, Object value, double written, Deliveries& deliveries) {
+  for (const auto& observer : entry.observers) {
+    if (auto alive = observer->alive.lock()) {
+      deliveries.push_back({std::move(alive), observer, entry.value, value});
+    }
+  }
+  entry.value = std::move(value);
+  entry.written = written;
+  entry.isKnown = true;
+}
+
+// ---- writing ----
+
+void Domain::write(std::span<const Write> writes) {
+  const double now = Date::now().timeIntervalSinceReferenceDate();
+  Encoded encoded;
+  encoded.reserve(writes.size());
+  for (const auto& write : writes) encoded.add(write.key, write.value, now);
+
+  Deliveries deliveries;
+  Journal* journal = nullptr;
+  {
+    const MutexLock lock(mutex_);
+    takeOver(deliveries);
+    if (!removesNothing(writes)) {
+      const bool isStored = store(encoded.records(), deliveries);
+      for (const auto& write : writes) {
+        change(entryOf(write.key), write.value, now, deliveries);
+        if (!isStored) refused_.emplace(write.key);
+      }
+      if (files_) startWorker();
+    }
+    finish(deliveries);
+    if (files_) journal = files_->journal();
+  }
+  if (journal != nullptr) journal->wake();
+  deliver(deliveries);
+}
+
+bool Domain::removesNothing(std::span<const Write> writes) {
+  if (writes.size() != 1 || writes.front().value) return false;
+  const Entry* const entry = known(writes.front().key);
+  return entry == nullptr || !entry->value;
+}
+
+bool Domain::store(std::span<const Journal::Record> records, Deliveries& deliveries) {
+  Journal* const journal = files_ ? files_->journal() : nullptr;
+  if (journal == nullptr) {
+    applied_ = ownHead_.fetch_add(1) + 1;
+    return !files_;
+  }
+  const JournalLock lock(*journal);
+  takeOver(*journal, deliveries);
+  if (!files_->store(*journal, records)) return false;
+  applied_ = journal->head().load(std::memory_order_relaxed);
+  if (!refused_.empty()) {
+    for (const auto& record : records) refused_.erase(std::string(record.key));
+  }
+  return true;
+}
+
+bool Domain::storeRefused(Deliveries& deliveries) {
+  if (refused_.empty()) return true;
+  const auto keys = refused_;
+  Encoded encoded;
+  for (const auto& key : keys) {
+    const Entry& entry = entryOf(key);
+    encoded.add(key, entry.value, entry.written);
+  }
+  return store(encoded.records(), deliveries);
+}
+
+void Domain::adoptJournal(Deliveries& deliveries) {
+  Journal& journal = *files_->journal();
+  const JournalLock lock(journal);
+  startAnew(journal, deliveries);
+  freshness_.head.store(&journal.head(), std::memory_order_release);
+}
+
+/// Opens and stores what could not be. True when nothing is left.
+bool Domain::retry() {
+  Deliveries deliveries;
+  bool isDone = false;
+  {
+    const MutexLock lock(mutex_);
+    const auto mended = files_->mend();
+    if (mended == DomainFiles::Mended::replaced) {
+      for (const auto& [key, entry] : entries_) {
+        if (entry.value) refused_.insert(key);
+      }
+    }
+    if (mended != DomainFiles::Mended::nothing) adoptJournal(deliveries);
+    isDone = files_->journal() != nullptr && storeRefused(deliveries);
+    finish(deliveries);
+  }
+  deliver(deliveries);
+  return isDone;
+}
+
+bool Domain::synchronize() {
+  if (!files_) return true;
+  refresh();
+  return retry() && files_->fold();
+}
+
+// ---- observers ----
+
+void Domain::addObserver(std::string_view key, const std::shared_ptr<const void>& observer,
+                         const void* context, ChangeHandler handler) {
+  refresh();
+  ObserverList expired;  // destroyed after the lock: a handler may own anything
+  const MutexLock lock(mutex_);
+  Entry* const entry = known(key);
+  ObserverList& observers = (entry != nullptr ? *entry : entryOf(key)).observers;
+  for (const auto& other : observers) {
+    if (other->alive.expired()) expired.push_back(other);
+  }
+  std::erase_if(observers, [](const auto& other) { return other->alive.expired(); });
+  observers.push_back(std::make_shared<const Observer>(
+      Observer{observer, observer.get(), context, std::move(handler)}));
+  entryOf(key).isKnown = true;
+  if (files_) startWorker();
+}
+
+void Domain::removeObserver(std::string_view key, const void* observer, const void* context) {
+  std::shared_ptr<const Observer> removed;
+  const MutexLock lock(mutex_);
+  const auto entry = entries_.find(key);
+  if (entry == entries_.end()) return;
+  ObserverList& observers = entry->second.observers;
+  const auto found = std::find_if(observers.begin(), observers.end(), [&](const auto& other) {
+    return other->identity == observer && other->context == context;
+  });
+  if (found == observers.end()) return;
+  removed = std::move(*found);
+  observers.erase(found);
+}
+
+/// Ends work under the lock: readers may rely on their caches again once every observer has been
+/// told.
+void Domain::finish(const Deliveries& deliveries) {
+  if (!deliveries.empty()) {
+    ++delivering_;
+  } else if (delivering_ == 0) {
+    freshness_.delivered.store(applied_, std::memory_order_release);
+  }
+}
+
+void Domain::deliver(const Deliveries& deliveries) {
+  if (deliveries.empty()) return;
+  struct Finally {
+    Domain& domain;
+    ~Finally() {
+      const MutexLock lock(domain.mutex_);
+      --domain.delivering_;
+      domain.finish({});
+    }
+  } const finally{*this};
+  callAll(deliveries, [](const Delivery& delivery) {
+    delivery.observer->handler(delivery.before, delivery.now);
+  });
+}
+
+}  // namespace tessarine::detail
