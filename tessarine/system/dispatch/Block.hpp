@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -74,8 +75,8 @@ const BlockOperations* storeBlock(void* storage, F&& f) {
 }
 
 template <class F>
-inline constexpr bool isBlockSource =
-    std::is_invocable_v<std::decay_t<F>&>&& std::is_constructible_v<std::decay_t<F>, F>;
+concept BlockSource = std::invocable < std::decay_t<F>
+& > &&std::is_constructible_v<std::decay_t<F>, F>;
 
 }  // namespace detail
 
@@ -91,7 +92,7 @@ class Block {
   Block() noexcept = default;
 
   template <class F>
-  requires(detail::isBlockSource<F> && !std::is_same_v<std::decay_t<F>, Block>) Block(F&& f)
+  requires(!std::is_same_v<std::decay_t<F>, Block>) && detail::BlockSource<F> Block(F&& f)
       : operations_(detail::storeBlock(storage_, std::forward<F>(f))) {}  // NOLINT
 
   Block(Block&& other) noexcept { take(other); }

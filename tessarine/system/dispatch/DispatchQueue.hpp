@@ -84,7 +84,7 @@ class TESSARINE_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispa
   /// steady state for closures of up to 48 bytes. The closure is destroyed right after it has run.
   /// An exception that leaves it is a programmer error and ends the process.
   template <class F>
-  requires detail::isBlockSource<F>
+  requires detail::BlockSource<F>
   void async(F&& block) { push(detail::makeNode(std::forward<F>(block))); }
 
   /// Performs `item` later; skipped if cancelled by then.

@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <semaphore>
@@ -151,6 +152,33 @@ TEST(DispatchQueue, ClosuresOfAnySizeAreDestroyedOnceRightAfterTheyRan) {
   EXPECT_EQ(seen, 'z');
   EXPECT_EQ(usesDuringSecond, 1);
   EXPECT_EQ(token.use_count(), 1);
+}
+
+// Nodes go round between threads and within one, in numbers beyond what is kept at rest.
+TEST(DispatchQueue, CarriesLargeBacklogsAndBlocksThatSubmitMore) {
+  const std::array<Queue, 2> queues{makeQueue("a"), makeQueue("b")};
+  std::binary_semaphore mayGo(0);
+  std::array<int, 2> ran{};
+  constexpr int backlog = 40'000;
+  queues[0]->async([&] { mayGo.acquire(); });
+  for (int round = 0; round < backlog; ++round)
+    queues[0]->async([&] {
+      ++ran[0];
+      queues[1]->async([&ran] { ++ran[1]; });
+    });
+  mayGo.release();
+  queues[0]->sync([] {});
+  queues[1]->sync([] {});
+  EXPECT_EQ(ran, (std::array{backlog, backlog}));
+
+  std::binary_semaphore done(0);
+  int left = 1000;
+  const std::function<void()> again = [&] {
+    if (--left == 0) return done.release();
+    queues[0]->async([&] { again(); });
+  };
+  queues[0]->async([&] { again(); });
+  done.acquire();
 }
 
 TEST(DispatchQueue, LivesUntilItsBlocksHaveRun) {

@@ -161,10 +161,12 @@ AsyncNode* takeAfterRefill() {
   if (store.isClosed) return takeFromDepot();
   storeCloser.arm();
   // What this thread gave back itself is warmest.
-  if (store.filling && !store.filling->isEmpty())
+  if (store.filling && !store.filling->isEmpty()) {
     std::swap(store.taking, store.filling);
-  else
+    if (store.filling) store.filling->reset();
+  } else {
     store.taking = Depot::shared().swapForFull(store.taking);
+  }
   return store.taking->nodes[store.taking->first++];
 }
 
