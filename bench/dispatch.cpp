@@ -1,11 +1,16 @@
 // Queues beside Asio, TBB, GLib, Qt and a plain mutex with a deque. Every row times the same task:
 //   sync        run an increment under exclusion on a free queue, on the caller's thread
 //   throughput  10 000 increments posted by one thread and run by another, per increment
-//   round trip  post one block to a worker that sleeps and wait until it has run
+//   round trip  post one block to an idle worker and wait until it has run; at once after the last
+//   round,
+//               so a worker that looks around before it sleeps may still be awake
+//   woken       the same 100 us after the last round, when the worker sleeps
+//   contended   sync by two threads at once, per call of each
 // Threads are pinned where a row's name says so; "same core" has both on core 0, "two cores" on 0
 // and 1.
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
@@ -170,6 +175,61 @@ void measureRoundTrip(benchmark::State& state, Post post, int second) {
   done.acquire();
 }
 
+/// As `measureRoundTrip`, with time for the worker to fall asleep before each round.
+template <class Post>
+void measureWoken(benchmark::State& state, Post post, int second) {
+  using Clock = std::chrono::steady_clock;
+  const Pinned pinned(0);
+  std::binary_semaphore done(0);
+  const auto pinWorker = [&](int core) {
+    post([&done, core] {
+      pinThisThread(core);
+      done.release();
+    });
+    done.acquire();
+  };
+  pinWorker(second);
+  for (auto _ : state) {
+    // Sleeping, as a busy wait on the worker's own core would keep it from coming to rest.
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+    const Clock::time_point start = Clock::now();
+    post([&] { done.release(); });
+    done.acquire();
+    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+  }
+  pinWorker(unpinned);
+}
+
+/// A worker behind a semaphore, the least that can be woken.
+class SemaphoreWorker {
+ public:
+  void post(const std::function<void()>& block) {
+    block_ = &block;
+    there_.release();
+  }
+
+ private:
+  void run() {
+    for (;;) {
+      there_.acquire();
+      (*block_)();
+    }
+  }
+  const std::function<void()>* block_ = nullptr;
+  std::binary_semaphore there_{0};
+  std::thread thread_{[this] { run(); }};
+};
+
+template <class Post>
+void registerWoken(const std::string& name, Post post) {
+  const std::pair<const char*, int> placements[] = {{"same core", 0}, {"two cores", 1}};
+  for (const auto& [placement, core] : placements)
+    benchmark::RegisterBenchmark(
+        ("woken/" + name + ", " + placement).c_str(),
+        [post, core = core](benchmark::State& state) { measureWoken(state, post, core); })
+        ->UseManualTime();
+}
+
 template <class Post>
 void registerPlacements(const std::string& name, Post post) {
   const std::pair<const char*, int> placements[] = {
@@ -238,6 +298,15 @@ void registerOwn() {
                            benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
   })->UseRealTime();
   registerPlacements("round trip/DispatchQueue", post);
+  registerWoken("DispatchQueue", post);
+  benchmark::RegisterBenchmark("contended/DispatchQueue",
+                               [](benchmark::State& state) {
+                                 static int value = 0;
+                                 for (auto _ : state)
+                                   queue->sync([&] { benchmark::DoNotOptimize(++value); });
+                               })
+      ->Threads(2)
+      ->UseRealTime();
 }
 
 void registerPlain() {
@@ -258,6 +327,23 @@ void registerPlain() {
                                  measureThroughput(state, [&](auto block) { queue.post(block); });
                                })
       ->UseRealTime();
+  benchmark::RegisterBenchmark("contended/std::mutex",
+                               [](benchmark::State& state) {
+                                 static std::mutex mutex;
+                                 static int value = 0;
+                                 for (auto _ : state) {
+                                   const std::lock_guard lock(mutex);
+                                   benchmark::DoNotOptimize(++value);
+                                 }
+                               })
+      ->Threads(2)
+      ->UseRealTime();
+  static auto& sleeper = *new SemaphoreWorker;
+  registerWoken("floor: a semaphore", [](const auto& block) {
+    static std::function<void()> held;
+    held = block;
+    sleeper.post(held);
+  });
   static auto& roundTripQueue = *new NaiveQueue;
   registerPlacements("round trip/mutex + condition variable + deque",
                      [](auto block) { roundTripQueue.post(block); });

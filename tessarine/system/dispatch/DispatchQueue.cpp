@@ -109,11 +109,13 @@ void DispatchQueue::scheduleDrain(QueueNode* first) {
 /// while it lines up again, so that other queues get the thread or the target.
 void DispatchQueue::drain(QueueNode* node) {
   constexpr int blocksInOneGo = 256;
+  // Beside `tail_`, whose line the producers own: not to be read in the loop.
+  const bool isPlain = plain_;
   const detail::FrameScope frame(*this);
   for (int count = 0; count < blocksInOneGo; ++count) {
     auto* const block = static_cast<AsyncNode*>(node);
     detail::runBlock(*block, *this);
-    node = successorOf(*block);
+    node = successorOf(*block, isPlain && count > 0);
     detail::recycleNode(block);
     if (!node) return;
     if (!node->operations) return detail::openGate(static_cast<SyncNode*>(node)->gate);
@@ -122,13 +124,14 @@ void DispatchQueue::drain(QueueNode* node) {
 }
 
 /// The node behind `node`, which has the turn; null if there was none and the turn is free now.
-QueueNode* DispatchQueue::successorOf(QueueNode& node) {
+/// `lingers` is for a producer in full flow, which would else find the queue idle each time it
+/// falls behind and wake it anew.
+QueueNode* DispatchQueue::successorOf(QueueNode& node, bool lingers) {
   QueueNode* next = nullptr;
   const auto hasNext = [&] {
     return (next = node.next.load(std::memory_order_acquire)) != nullptr;
   };
-  // A producer that keeps submitting would else find the queue idle each time and wake it anew.
-  if (plain_ ? detail::lookBriefly(hasNext) : hasNext()) return next;
+  if (lingers ? detail::lookBriefly(hasNext) : hasNext()) return next;
   QueueNode* last = &node;
   if (tail_.compare_exchange_strong(last, nullptr, std::memory_order_acq_rel)) return nullptr;
   detail::awaitLink(hasNext);

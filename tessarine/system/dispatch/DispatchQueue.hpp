@@ -200,7 +200,7 @@ class TESSARINE_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispa
   void passTurnOn(detail::SyncNode& node);
   void scheduleDrain(detail::QueueNode* first);
   void drain(detail::QueueNode* node);
-  detail::QueueNode* successorOf(detail::QueueNode& node);
+  detail::QueueNode* successorOf(detail::QueueNode& node, bool lingers);
 
   bool isRunningOnThisThread() const noexcept;
   void replaceSpecific(std::uint64_t key, std::shared_ptr<const void> value);

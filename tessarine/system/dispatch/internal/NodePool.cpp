@@ -1,5 +1,4 @@
 #include <array>
-#include <cstdlib>
 #include <new>
 
 #include "tessarine/system/dispatch/Mutex.hpp"
@@ -33,7 +32,8 @@ Slab& slabOf(AsyncNode* node) {
 
 void discard(AsyncNode* node) noexcept {
   Slab& slab = slabOf(node);
-  if (slab.discarded.fetch_add(1, std::memory_order_acq_rel) + 1 == magazineSize) std::free(&slab);
+  if (slab.discarded.fetch_add(1, std::memory_order_acq_rel) + 1 == magazineSize)
+    ::operator delete (&slab, std::align_val_t{slabBytes});
 }
 
 /// Nodes `first` to `end` are there to be taken.
@@ -43,14 +43,18 @@ struct Magazine {
   Magazine* next = nullptr;
   std::array<AsyncNode*, magazineSize> nodes;
 
+  AsyncNode* take() {
+    // The consumer's core still holds the lines; asked for early, they are here when written.
+    if (first + 4 < end) __builtin_prefetch(nodes[first + 4], 1);
+    return nodes[first++];
+  }
   bool isEmpty() const { return first == end; }
   bool isFull() const { return end == magazineSize; }
   void reset() { first = end = 0; }
 };
 
 void fillFromNewSlab(Magazine& magazine) {
-  void* const memory = std::aligned_alloc(slabBytes, slabBytes);
-  if (!memory) throw std::bad_alloc();
+  void* const memory = ::operator new (slabBytes, std::align_val_t{slabBytes});
   ::new (memory) Slab;
   AsyncNode* const nodes = nodesOf(memory);
   for (unsigned i = 0; i < magazineSize; ++i) magazine.nodes[i] = ::new (nodes + i) AsyncNode;
@@ -152,7 +156,7 @@ thread_local StoreCloser storeCloser;
 /// For blocks submitted by what is destroyed after the store.
 AsyncNode* takeFromDepot() {
   Magazine* const magazine = Depot::shared().swapForFull(nullptr);
-  AsyncNode* const node = magazine->nodes[magazine->first++];
+  AsyncNode* const node = magazine->take();
   Depot::shared().takeOver(magazine);
   return node;
 }
@@ -167,15 +171,14 @@ AsyncNode* takeAfterRefill() {
   } else {
     store.taking = Depot::shared().swapForFull(store.taking);
   }
-  return store.taking->nodes[store.taking->first++];
+  return store.taking->take();
 }
 
 }  // namespace
 
 AsyncNode* takeNode() {
   Magazine* const magazine = store.taking;
-  AsyncNode* const node =
-      magazine && !magazine->isEmpty() ? magazine->nodes[magazine->first++] : takeAfterRefill();
+  AsyncNode* const node = magazine && !magazine->isEmpty() ? magazine->take() : takeAfterRefill();
   node->next.store(nullptr, std::memory_order_relaxed);
   return node;
 }

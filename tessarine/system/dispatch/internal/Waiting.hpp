@@ -20,25 +20,27 @@ inline void pauseBriefly() noexcept {
 #endif
 }
 
-/// Looks for `ready` for about a microsecond without leaving the core; not at all on a single core,
-/// where nothing could change meanwhile.
+/// Looks for `ready` a few times in half a microsecond without leaving the core; once on a single
+/// core, where nothing could change meanwhile. Each look takes the cache line from the thread that
+/// is about to write it, hence the pauses in between.
 template <class Ready>
 bool lookBriefly(Ready ready) {
-  constexpr int looks = 40;
+  constexpr int looks = 3;
+  constexpr int pauses = 6;
   if (coreCount() > 1) {
     for (int look = 0; look < looks; ++look) {
       if (ready()) return true;
-      pauseBriefly();
+      for (int pause = 0; pause < pauses; ++pause) pauseBriefly();
     }
   }
   return ready();
 }
 
-/// As `lookBriefly`, then offers the core to others a few times: the awaited thread may want this
-/// very core, and a yield costs a fraction of a sleep with its wake-up.
+/// As `lookBriefly`, then offers the core to others for a few microseconds: the awaited thread may
+/// want this very core, and a yield costs a fraction of a sleep with its wake-up.
 template <class Ready>
 bool lookAround(Ready ready) {
-  constexpr int yields = 4;
+  constexpr int yields = 16;
   if (lookBriefly(ready)) return true;
   for (int turn = 0; turn < yields; ++turn) {
     std::this_thread::yield();
