@@ -1,0 +1,467 @@
+// Queues beside Asio, TBB, GLib, Qt and a plain mutex with a deque. Every row times the same task:
+//   sync        run an increment under exclusion on a free queue, on the caller's thread
+//   throughput  10 000 increments posted by one thread and run by another, per increment
+//   round trip  post one block to an idle worker and wait until it has run; at once after the last
+//   round,
+//               so a worker that looks around before it sleeps may still be awake
+//   woken       the same 100 us after the last round, when the worker sleeps
+//   contended   sync by two threads at once, per call of each
+// Threads are pinned where a row's name says so; "same core" has both on core 0, "two cores" on 0
+// and 1.
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <semaphore>
+#include <thread>
+
+#include "tessarine/system/dispatch/DispatchQueue.hpp"
+#include "tessarine/system/dispatch/MainQueue.hpp"
+
+#include <benchmark/benchmark.h>
+#include <pthread.h>
+#include <sched.h>
+
+#ifdef TESSARINE_BENCH_ASIO
+#include <asio.hpp>
+#endif
+#ifdef TESSARINE_BENCH_TBB
+#include <tbb/task_arena.h>
+#include <tbb/version.h>
+#endif
+#ifdef TESSARINE_BENCH_GLIB
+#include <glib.h>
+#endif
+#ifdef TESSARINE_BENCH_QT
+#include <QCoreApplication>
+#include <QThread>
+#endif
+
+namespace {
+
+std::atomic<std::uint64_t> allocations{0};
+
+void* countedAllocation(std::size_t size, std::size_t alignment) {
+  allocations.fetch_add(1, std::memory_order_relaxed);
+  void* const memory =
+      alignment ? std::aligned_alloc(alignment, (size + alignment - 1) & ~(alignment - 1))
+                : std::malloc(size);
+  if (!memory) throw std::bad_alloc();
+  return memory;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return countedAllocation(size, 0); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return countedAllocation(size, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+
+namespace {
+
+using tessarine::DispatchQueue;
+using tessarine::MainQueue;
+
+constexpr int batch = 10'000;
+constexpr int unpinned = -1;
+
+void pinThisThread(int core) {
+  cpu_set_t cores;
+  CPU_ZERO(&cores);
+  if (core == unpinned)
+    for (int i = 0; i < CPU_SETSIZE; ++i) CPU_SET(i, &cores);
+  else
+    CPU_SET(core, &cores);
+  pthread_setaffinity_np(pthread_self(), sizeof cores, &cores);
+}
+
+/// Pins the measuring thread for a row.
+class Pinned {
+ public:
+  explicit Pinned(int core) { pinThisThread(core); }
+  ~Pinned() { pinThisThread(unpinned); }
+};
+
+/// The plain queue that everybody writes first.
+class NaiveQueue {
+ public:
+  NaiveQueue() : thread_([this] { run(); }) {}
+  ~NaiveQueue() {
+    post({});
+    thread_.join();
+  }
+  void post(std::function<void()> block) {
+    {
+      const std::lock_guard lock(mutex_);
+      blocks_.push_back(std::move(block));
+    }
+    changed_.notify_one();
+  }
+
+ private:
+  void run() {
+    for (;;) {
+      std::unique_lock lock(mutex_);
+      changed_.wait(lock, [this] { return !blocks_.empty(); });
+      const std::function<void()> block = std::move(blocks_.front());
+      blocks_.pop_front();
+      lock.unlock();
+      if (!block) return;
+      block();
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::function<void()>> blocks_;
+  std::thread thread_;
+};
+
+/// What all throughput rows run: `post` takes a callable.
+template <class Post>
+void measureThroughput(benchmark::State& state, Post post) {
+  std::binary_semaphore done(0);
+  int ran = 0;  // by the worker only
+  const auto oneBatch = [&] {
+    for (int i = 0; i < batch; ++i)
+      post([&] {
+        if (++ran == batch) {
+          ran = 0;
+          done.release();
+        }
+      });
+    done.acquire();
+  };
+  oneBatch();
+  const std::uint64_t before = allocations.load();
+  for (auto _ : state) oneBatch();
+  state.SetItemsProcessed(state.iterations() * batch);
+  state.counters["ns_per_block"] =
+      benchmark::Counter(static_cast<double>(state.iterations()) * batch * 1e-9,
+                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.counters["allocations_per_block"] = static_cast<double>(allocations.load() - before) /
+                                            (static_cast<double>(state.iterations()) * batch);
+}
+
+/// What all round-trip rows run. `second` is the worker's core.
+template <class Post>
+void measureRoundTrip(benchmark::State& state, Post post, int second) {
+  const Pinned pinned(second == unpinned ? unpinned : 0);
+  std::binary_semaphore done(0);
+  post([&] {
+    pinThisThread(second);
+    done.release();
+  });
+  done.acquire();
+  for (auto _ : state) {
+    post([&] { done.release(); });
+    done.acquire();
+  }
+  post([&] {
+    pinThisThread(unpinned);
+    done.release();
+  });
+  done.acquire();
+}
+
+/// As `measureRoundTrip`, with time for the worker to fall asleep before each round.
+template <class Post>
+void measureWoken(benchmark::State& state, Post post, int second) {
+  using Clock = std::chrono::steady_clock;
+  const Pinned pinned(0);
+  std::binary_semaphore done(0);
+  const auto pinWorker = [&](int core) {
+    post([&done, core] {
+      pinThisThread(core);
+      done.release();
+    });
+    done.acquire();
+  };
+  pinWorker(second);
+  for (auto _ : state) {
+    // Sleeping, as a busy wait on the worker's own core would keep it from coming to rest.
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+    const Clock::time_point start = Clock::now();
+    post([&] { done.release(); });
+    done.acquire();
+    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+  }
+  pinWorker(unpinned);
+}
+
+/// A worker behind a semaphore, the least that can be woken.
+class SemaphoreWorker {
+ public:
+  void post(const std::function<void()>& block) {
+    block_ = &block;
+    there_.release();
+  }
+
+ private:
+  void run() {
+    for (;;) {
+      there_.acquire();
+      (*block_)();
+    }
+  }
+  const std::function<void()>* block_ = nullptr;
+  std::binary_semaphore there_{0};
+  std::thread thread_{[this] { run(); }};
+};
+
+template <class Post>
+void registerWoken(const std::string& name, Post post) {
+  const std::pair<const char*, int> placements[] = {{"same core", 0}, {"two cores", 1}};
+  for (const auto& [placement, core] : placements)
+    benchmark::RegisterBenchmark(
+        ("woken/" + name + ", " + placement).c_str(),
+        [post, core = core](benchmark::State& state) { measureWoken(state, post, core); })
+        ->UseManualTime();
+}
+
+template <class Post>
+void registerPlacements(const std::string& name, Post post) {
+  const std::pair<const char*, int> placements[] = {
+      {"same core", 0}, {"two cores", 1}, {"unpinned", unpinned}};
+  for (const auto& [placement, core] : placements)
+    benchmark::RegisterBenchmark((name + ", " + placement).c_str(), [post, core = core](
+                                                                        benchmark::State& state) {
+      measureRoundTrip(state, post, core);
+    })->UseRealTime();
+}
+
+void semaphorePingPong(benchmark::State& state, int second) {
+  const Pinned pinned(second == unpinned ? unpinned : 0);
+  std::binary_semaphore there(0);
+  std::binary_semaphore back(0);
+  std::atomic<bool> ends = false;
+  std::thread other([&] {
+    pinThisThread(second);
+    for (;;) {
+      there.acquire();
+      if (ends) return;
+      back.release();
+    }
+  });
+  for (auto _ : state) {
+    there.release();
+    back.acquire();
+  }
+  ends = true;
+  there.release();
+  other.join();
+}
+
+void registerOwn() {
+  static const auto queue = std::make_shared<DispatchQueue>("bench.serial");
+  static const auto targeted = std::make_shared<DispatchQueue>("bench.targeted", queue);
+  const auto post = [](auto block) { queue->async(std::move(block)); };
+
+  benchmark::RegisterBenchmark("sync/DispatchQueue", [](benchmark::State& state) {
+    int value = 0;
+    for (auto _ : state) {
+      queue->sync([&] { benchmark::DoNotOptimize(++value); });
+      benchmark::ClobberMemory();
+    }
+  });
+  benchmark::RegisterBenchmark("sync/DispatchQueue, asking for the current queue",
+                               [](benchmark::State& state) {
+                                 for (auto _ : state)
+                                   benchmark::DoNotOptimize(queue->sync(DispatchQueue::current));
+                               });
+  benchmark::RegisterBenchmark("sync/DispatchQueue with a target", [](benchmark::State& state) {
+    int value = 0;
+    for (auto _ : state) targeted->sync([&] { benchmark::DoNotOptimize(++value); });
+  });
+  benchmark::RegisterBenchmark("throughput/DispatchQueue", [post](benchmark::State& state) {
+    measureThroughput(state, post);
+  })->UseRealTime();
+  benchmark::RegisterBenchmark("throughput/main queue, same thread", [](benchmark::State& state) {
+    int value = 0;
+    for (auto _ : state) {
+      for (int i = 0; i < batch; ++i) DispatchQueue::main()->async([&] { ++value; });
+      MainQueue::drain();
+    }
+    state.counters["ns_per_block"] =
+        benchmark::Counter(static_cast<double>(state.iterations()) * batch * 1e-9,
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  })->UseRealTime();
+  registerPlacements("round trip/DispatchQueue", post);
+  registerWoken("DispatchQueue", post);
+  benchmark::RegisterBenchmark("contended/DispatchQueue",
+                               [](benchmark::State& state) {
+                                 static int value = 0;
+                                 for (auto _ : state)
+                                   queue->sync([&] { benchmark::DoNotOptimize(++value); });
+                               })
+      ->Threads(2)
+      ->UseRealTime();
+}
+
+void registerPlain() {
+  benchmark::RegisterBenchmark("sync/std::mutex", [](benchmark::State& state) {
+    static std::mutex mutex;
+    int value = 0;
+    for (auto _ : state) {
+      {
+        const std::lock_guard lock(mutex);
+        benchmark::DoNotOptimize(++value);
+      }
+      benchmark::ClobberMemory();
+    }
+  });
+  benchmark::RegisterBenchmark("throughput/mutex + condition variable + deque",
+                               [](benchmark::State& state) {
+                                 NaiveQueue queue;
+                                 measureThroughput(state, [&](auto block) { queue.post(block); });
+                               })
+      ->UseRealTime();
+  benchmark::RegisterBenchmark("contended/std::mutex",
+                               [](benchmark::State& state) {
+                                 static std::mutex mutex;
+                                 static int value = 0;
+                                 for (auto _ : state) {
+                                   const std::lock_guard lock(mutex);
+                                   benchmark::DoNotOptimize(++value);
+                                 }
+                               })
+      ->Threads(2)
+      ->UseRealTime();
+  static auto& sleeper = *new SemaphoreWorker;
+  registerWoken("floor: a semaphore", [](const auto& block) {
+    static std::function<void()> held;
+    held = block;
+    sleeper.post(held);
+  });
+  static auto& roundTripQueue = *new NaiveQueue;
+  registerPlacements("round trip/mutex + condition variable + deque",
+                     [](auto block) { roundTripQueue.post(block); });
+  const std::pair<const char*, int> placements[] = {
+      {"same core", 0}, {"two cores", 1}, {"unpinned", unpinned}};
+  for (const auto& [placement, core] : placements)
+    benchmark::RegisterBenchmark(
+        (std::string("round trip/floor: two semaphores, ") + placement).c_str(),
+        [core = core](benchmark::State& state) { semaphorePingPong(state, core); })
+        ->UseRealTime();
+}
+
+#ifdef TESSARINE_BENCH_ASIO
+void registerAsio() {
+  struct Pool {
+    asio::io_context context{1};
+    asio::executor_work_guard<asio::io_context::executor_type> guard{context.get_executor()};
+    asio::strand<asio::io_context::executor_type> strand{context.get_executor()};
+    std::thread thread{[this] { context.run(); }};
+  };
+  static auto& pool = *new Pool;
+  const auto post = [](auto block) { asio::post(pool.strand, std::move(block)); };
+  benchmark::RegisterBenchmark("throughput/Asio strand", [post](benchmark::State& state) {
+    measureThroughput(state, post);
+  })->UseRealTime();
+  registerPlacements("round trip/Asio strand", post);
+}
+#else
+void registerAsio() { std::puts("Asio was absent at build time: its rows are skipped"); }
+#endif
+
+#ifdef TESSARINE_BENCH_TBB
+void registerTbb() {
+  // One slot for one worker: tasks of the arena then never overlap, though in no promised order.
+  static auto& arena = *new tbb::task_arena(2, 1);
+  const auto post = [](auto block) { arena.enqueue(std::move(block)); };
+  benchmark::RegisterBenchmark("throughput/TBB task_arena, unordered",
+                               [post](benchmark::State& state) { measureThroughput(state, post); })
+      ->UseRealTime();
+  registerPlacements("round trip/TBB task_arena", post);
+}
+#else
+void registerTbb() { std::puts("TBB was absent at build time: its rows are skipped"); }
+#endif
+
+#ifdef TESSARINE_BENCH_GLIB
+void registerGlib() {
+  struct Loop {
+    GMainContext* context = g_main_context_new();
+    GMainLoop* loop = g_main_loop_new(context, FALSE);
+    std::thread thread{[this] { g_main_loop_run(loop); }};
+  };
+  static auto& loop = *new Loop;
+  const auto post = [](auto block) {
+    using Block = decltype(block);
+    GSource* const source = g_idle_source_new();
+    g_source_set_callback(
+        source,
+        [](gpointer data) -> gboolean {
+          (*static_cast<Block*>(data))();
+          return G_SOURCE_REMOVE;
+        },
+        new Block(std::move(block)), [](gpointer data) { delete static_cast<Block*>(data); });
+    g_source_attach(source, loop.context);
+    g_source_unref(source);
+  };
+  benchmark::RegisterBenchmark("throughput/GLib idle sources", [post](benchmark::State& state) {
+    measureThroughput(state, post);
+  })->UseRealTime();
+  registerPlacements("round trip/GLib idle source", post);
+}
+#else
+void registerGlib() { std::puts("GLib was absent at build time: its rows are skipped"); }
+#endif
+
+#ifdef TESSARINE_BENCH_QT
+void registerQt() {
+  struct Loop {
+    QThread thread;
+    QObject object;
+    Loop() {
+      object.moveToThread(&thread);
+      thread.start();
+    }
+  };
+  static auto& loop = *new Loop;
+  const auto post = [](auto block) {
+    QMetaObject::invokeMethod(&loop.object, std::move(block), Qt::QueuedConnection);
+  };
+  benchmark::RegisterBenchmark("throughput/Qt invokeMethod, queued", [post](
+                                                                         benchmark::State& state) {
+    measureThroughput(state, post);
+  })->UseRealTime();
+  registerPlacements("round trip/Qt invokeMethod, queued", post);
+}
+#else
+void registerQt() { std::puts("Qt was absent at build time: its rows are skipped"); }
+#endif
+
+}  // namespace
+
+int main(int argc, char** argv) {
+#ifndef NDEBUG
+  std::puts("WARNING: a debug build; its figures mean nothing");
+#endif
+#ifdef TESSARINE_BENCH_QT
+  const QCoreApplication application(argc, argv);
+#endif
+  registerPlain();
+  registerOwn();
+  registerAsio();
+  registerTbb();
+  registerGlib();
+  registerQt();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  std::fflush(stdout);
+  // The peers' threads run on; leaving by exit would destroy what they use.
+  std::_Exit(0);
+}

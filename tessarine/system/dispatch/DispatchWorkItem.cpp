@@ -1,0 +1,26 @@
+#include "tessarine/system/dispatch/DispatchWorkItem.hpp"
+
+#include "tessarine/system/dispatch/internal/Waiting.hpp"
+#include "tessarine/system/dispatch/internal/WorkerPool.hpp"
+
+namespace tessarine {
+namespace {
+
+/// Lets the waiters go also when the block throws.
+struct FinishScope {
+  std::atomic<std::uint32_t>& finished;
+  ~FinishScope() { detail::openGate(finished); }
+};
+
+}  // namespace
+
+DispatchWorkItem::DispatchWorkItem(Block block) noexcept : block_(std::move(block)) {}
+
+void DispatchWorkItem::perform() {
+  const FinishScope finish{finished_};
+  if (!isCancelled()) block_();
+}
+
+void DispatchWorkItem::wait() { detail::passGateAsWorker(finished_); }
+
+}  // namespace tessarine
