@@ -14,6 +14,8 @@
 
 namespace tessarine {
 
+class AnyHashable;
+
 template <class T>
 concept Hashable = std::equality_comparable<T> && std::copy_constructible<T> &&
     requires(const T& v) {
@@ -35,8 +37,7 @@ class TESSARINE_EXPORT AnyHashable {
   AnyHashable(const char* text) : object_(text) {}        // NOLINT(google-explicit-constructor)
 
   template <class T>
-  requires(!PreferenceBridged<T> && Hashable<T> &&
-           !std::same_as<T, AnyHashable>) explicit AnyHashable(T value)
+  requires(!std::same_as<T, AnyHashable> && !PreferenceBridged<T> && Hashable<T>) explicit AnyHashable(T value)
       : box_(std::make_shared<const Box<T>>(std::move(value))) {}
 
   /// The value as a preference object, null when it is of a type that a preference store cannot

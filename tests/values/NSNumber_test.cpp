@@ -1,5 +1,7 @@
 #include "tessarine/values/NSNumber.hpp"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 
 #include <rapidcheck/gtest.h>

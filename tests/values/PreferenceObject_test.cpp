@@ -1,5 +1,7 @@
 #include "tessarine/values/PreferenceObject.hpp"
 
+#include <gtest/gtest.h>
+
 #include "tessarine/values/AnyHashable.hpp"
 #include "tessarine/values/NSNull.hpp"
 

@@ -1,5 +1,7 @@
 #include "tessarine/system/store/NotificationCenter.hpp"
 
+#include <gtest/gtest.h>
+
 #include <stdexcept>
 
 #include "tessarine/values/AnyHashable.hpp"

@@ -1,5 +1,7 @@
 #include "tessarine/system/text/RegularExpression.hpp"
 
+#include <gtest/gtest.h>
+
 #include "tessarine/system/text/Characters.hpp"
 
 namespace tessarine {
