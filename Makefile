@@ -16,7 +16,7 @@ help:
 	@echo "make clean    remove what was built"
 
 packages:
-	@packaging/install-packages build
+	@packaging/install-packages build $(if $(filter release,$(PRESET)),,lint)
 
 $(BUILD)/build.ninja: CMakePresets.json | packages
 	@cmake --preset $(PRESET) > build/configure.log 2>&1 || { cat build/configure.log; exit 1; }

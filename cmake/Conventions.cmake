@@ -27,7 +27,7 @@ add_library(tessarine_conventions INTERFACE)
 target_compile_options(tessarine_conventions INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough
   $<$<BOOL:${TESSARINE_WERROR}>:-Werror>
-  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wno-missing-field-initializers -fpch-instantiate-templates>
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wreserved-identifier -Wno-missing-field-initializers -fpch-instantiate-templates>
   $<$<CXX_COMPILER_ID:GNU>:-Wno-missing-field-initializers -fpch-preprocess>)
 if(TESSARINE_SANITIZE)
   target_compile_options(tessarine_conventions INTERFACE

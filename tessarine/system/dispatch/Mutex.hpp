@@ -16,7 +16,8 @@ class TESSARINE_CAPABILITY("mutex") Mutex {
   std::mutex mutex_;
 };
 
-/// Holds a `Mutex` from construction to destruction. `unlock` ends the hold early, `lock` resumes it.
+/// Holds a `Mutex` from construction to destruction. `unlock` ends the hold early, `lock` resumes
+/// it.
 class TESSARINE_SCOPED_CAPABILITY MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) TESSARINE_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
