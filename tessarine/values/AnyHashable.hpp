@@ -37,7 +37,8 @@ class TESSARINE_EXPORT AnyHashable {
   AnyHashable(const char* text) : object_(text) {}        // NOLINT(google-explicit-constructor)
 
   template <class T>
-  requires(!std::same_as<T, AnyHashable> && !PreferenceBridged<T> && Hashable<T>) explicit AnyHashable(T value)
+  requires(!std::same_as<T, AnyHashable> && !PreferenceBridged<T> &&
+           Hashable<T>) explicit AnyHashable(T value)
       : box_(std::make_shared<const Box<T>>(std::move(value))) {}
 
   /// The value as a preference object, null when it is of a type that a preference store cannot

@@ -30,11 +30,21 @@ class PreferenceObject;
 template <class T>
 struct PreferenceBridge;
 
+namespace detail {
 template <class T>
-concept PreferenceBridged = requires(const T& value, const PreferenceObject& object) {
-  { PreferenceBridge<T>::toObject(value) } -> std::same_as<PreferenceObject>;
-  { PreferenceBridge<T>::fromObject(object) } -> std::same_as<std::optional<T>>;
-};
+inline constexpr bool isBridged =
+    std::is_arithmetic_v<T> || std::same_as<T, std::string> || std::same_as<T, Date> ||
+    std::same_as<T, Data> || std::same_as<T, NSNumber> || std::same_as<T, PreferenceObject>;
+template <class T>
+inline constexpr bool isBridged<std::vector<T>> = isBridged<T>;
+template <class T, class Compare>
+inline constexpr bool isBridged<std::map<std::string, T, Compare>> = isBridged<T>;
+template <class T>
+inline constexpr bool isBridged<std::unordered_map<std::string, T>> = isBridged<T>;
+}  // namespace detail
+
+template <class T>
+concept PreferenceBridged = detail::isBridged<T>;
 
 /// A dynamically typed property-list value, as a preference store holds it: number (booleans
 /// included), text, `Date`, `Data`, array or dictionary. "No value" is not one of them; where a

@@ -1,7 +1,5 @@
 #include "tessarine/preferences/UserDefaultCache.hpp"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <stdexcept>
 #include <thread>
@@ -10,12 +8,15 @@
 #include "tessarine/system/dispatch/MainQueue.hpp"
 #include "tessarine/values/AnyHashable.hpp"
 
+#include <gtest/gtest.h>
+
 namespace tessarine {
 namespace {
 
 class UserDefaultCacheTest : public testing::Test {
  protected:
   void SetUp() override {
+    MainQueue::drain();  // what earlier tests left
     token_ = NotificationCenter::defaultCenter().addObserver(
         userDefaultChanged, nullptr, [this](const auto& n) { posted.push_back(n.userInfo); });
   }

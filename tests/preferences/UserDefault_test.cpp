@@ -1,12 +1,12 @@
+#include <stdexcept>
+#include <thread>
+
 #include "tessarine/preferences/UserDefaults+Conveniences.hpp"
 #include "tessarine/preferences/UserDefaults+PropWrapper.hpp"
 #include "tessarine/preferences/UserDefaultsRepresentable.hpp"
 #include "tessarine/system/dispatch/MainQueue.hpp"
 
 #include <gtest/gtest.h>
-
-#include <stdexcept>
-#include <thread>
 
 namespace tessarine {
 namespace {
@@ -181,6 +181,7 @@ TEST(UserDefaultNames, FallBackToTheStandardDomainButNeverForMirrors) {
 }
 
 TEST(UserDefaultPublishing, TellsOfOwnChangesOnceWithOldAndNew) {
+  MainQueue::drain();  // what earlier tests left
   const auto store = UserDefaults::temporary();
   UserDefault<int> number("key", {.defaultValue = 1, .userDefaults = store});
   std::vector<ChangeDictionary> changes;

@@ -1,9 +1,8 @@
 #include "tessarine/values/NSNumber.hpp"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 
+#include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
 namespace tessarine {

@@ -1,9 +1,9 @@
 #include "tessarine/values/PreferenceObject.hpp"
 
-#include <gtest/gtest.h>
-
 #include "tessarine/values/AnyHashable.hpp"
 #include "tessarine/values/NSNull.hpp"
+
+#include <gtest/gtest.h>
 
 namespace tessarine {
 namespace {

@@ -1,10 +1,10 @@
 #include "tessarine/system/store/NotificationCenter.hpp"
 
-#include <gtest/gtest.h>
-
 #include <stdexcept>
 
 #include "tessarine/values/AnyHashable.hpp"
+
+#include <gtest/gtest.h>
 
 namespace tessarine {
 namespace {

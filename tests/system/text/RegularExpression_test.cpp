@@ -1,8 +1,8 @@
 #include "tessarine/system/text/RegularExpression.hpp"
 
-#include <gtest/gtest.h>
-
 #include "tessarine/system/text/Characters.hpp"
+
+#include <gtest/gtest.h>
 
 namespace tessarine {
 namespace {
