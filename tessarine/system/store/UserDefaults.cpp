@@ -166,8 +166,8 @@ void UserDefaults::addObserver(const std::shared_ptr<KeyValueObserving>& observe
                                std::string_view keyPath, KeyValueObservingOptions options,
                                void* context) {
   domain_->addObserver(keyPath, observer, context,
-                       [this, raw = observer.get(), key = std::string(keyPath), options, context](
-                           const auto& before, const auto& now) {
+                       [this, raw = observer.get(), options, context](
+                           std::string_view key, const auto& before, const auto& now) {
                          raw->observeValue(key, *this, changeDictionary(before, now, options),
                                            context);
                        });
@@ -181,10 +181,21 @@ void UserDefaults::removeObserver(const KeyValueObserving& observer, std::string
 std::shared_ptr<void> UserDefaults::observe(std::string_view key, ChangeHandler handler,
                                             KeyValueObservingOptions options) {
   auto token = std::make_shared<char>();
-  domain_->addObserver(
-      key, token, nullptr,
-      [handler = std::move(handler), options](const auto& before, const auto& now) {
-        handler(changeDictionary(before, now, options));
+  domain_->addObserver(key, token, nullptr,
+                       [handler = std::move(handler), options](
+                           std::string_view /*key*/, const auto& before, const auto& now) {
+                         handler(changeDictionary(before, now, options));
+                       });
+  return token;
+}
+
+std::shared_ptr<void> UserDefaults::observeAllKeys(KeyedChangeHandler handler,
+                                                   KeyValueObservingOptions options) {
+  auto token = std::make_shared<char>();
+  domain_->addObserverOfAllKeys(
+      token, [handler = std::move(handler), options](std::string_view key, const auto& before,
+                                                     const auto& now) {
+        handler(key, changeDictionary(before, now, options));
       });
   return token;
 }

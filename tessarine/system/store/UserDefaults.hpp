@@ -144,6 +144,13 @@ class TESSARINE_EXPORT UserDefaults : public std::enable_shared_from_this<UserDe
       std::string_view key, ChangeHandler handler,
       KeyValueObservingOptions options = KeyValueObservingOptions::newValue);
 
+  using KeyedChangeHandler =
+      std::function<void(std::string_view key, const ChangeDictionary& change)>;
+  /// The same for every key of the domain, those to come included. Reads the whole domain at first.
+  [[nodiscard]] std::shared_ptr<void> observeAllKeys(
+      KeyedChangeHandler handler,
+      KeyValueObservingOptions options = KeyValueObservingOptions::newValue);
+
   /// Whether no other process wrote anything that the observers of this one have not heard of yet.
   /// Two loads.
   bool isCurrent() const noexcept {

@@ -175,11 +175,11 @@ void Domain::apply(const Journal::Record& record, Deliveries& deliveries) {
   }
   if (record.kind != Journal::Kind::inDatabase) {
     Object value = record.kind == Journal::Kind::set ? decodeObject(record.value) : std::nullopt;
-    return change(entry, std::move(value), record.written, deliveries);
+    return change(record.key, entry, std::move(value), record.written, deliveries);
   }
   Entry stored;
   look(record.key, stored);
-  change(entry, std::move(stored.value), stored.written, deliveries);
+  change(record.key, entry, std::move(stored.value), stored.written, deliveries);
 }
 
 /// Takes the state of the files for what this process held, except for what they refused.
@@ -194,23 +194,41 @@ void Domain::startAnew(Journal& journal, Deliveries& deliveries) {
                     if (!refused_.contains(record.key)) apply(record, unheard);
                   });
   for (auto& [key, old] : before) {
-    if (refused_.contains(key)) {
-      entryOf(key) = std::move(old);
-    } else if (!old.observers.empty()) {
-      Entry* const entry = known(key);
-      Entry& now = entry != nullptr ? *entry : entryOf(key);
-      Object value = std::exchange(now.value, std::move(old.value));
-      now.observers = std::move(old.observers);
-      const bool isUnchanged = isSame(now.value, value);
-      change(now, std::move(value), now.written, isUnchanged ? unheard : deliveries);
-    }
+    if (refused_.contains(key)) entryOf(key) = std::move(old);
+  }
+  tellDifferences(before, deliveries);
+}
+
+/// Tells the observers how the values of now differ from those of `before`, whose observers go on.
+void Domain::tellDifferences(Entries& before, Deliveries& deliveries) {
+  const bool tellsAll = !observersOfAllKeys_.empty();
+  if (tellsAll) readAll();
+  const auto tell = [&](const std::string& key, Entry& now, Object old) TESSARINE_REQUIRES(mutex_) {
+    Object value = std::exchange(now.value, std::move(old));
+    if (isSame(now.value, value)) return;
+    change(key, now, std::move(value), now.written, deliveries);
+  };
+  for (auto& [key, old] : before) {
+    if (refused_.contains(key) || (!tellsAll && old.observers.empty())) continue;
+    known(key);
+    Entry& now = entryOf(key);
+    now.isKnown = true;
+    now.observers = std::move(old.observers);
+    tell(key, now, std::move(old.value));
+  }
+  if (!tellsAll) return;
+  for (auto& [key, now] : entries_) {
+    if (!before.contains(key)) tell(key, now, std::nullopt);
   }
 }
 
-void Domain::change(Entry& entry, Object value, double written, Deliveries& deliveries) {
-  for (const auto& observer : entry.observers) {
-    if (auto alive = observer->alive.lock()) {
-      deliveries.push_back({std::move(alive), observer, entry.value, value});
+void Domain::change(std::string_view key, Entry& entry, Object value, double written,
+                    Deliveries& deliveries) {
+  for (const auto* observers : {&entry.observers, &observersOfAllKeys_}) {
+    for (const auto& observer : *observers) {
+      if (auto alive = observer->alive.lock()) {
+        deliveries.push_back({std::move(alive), observer, std::string(key), entry.value, value});
+      }
     }
   }
   entry.value = std::move(value);
@@ -234,7 +252,7 @@ void Domain::write(std::span<const Write> writes) {
     if (!removesNothing(writes)) {
       const bool isStored = store(encoded.records(), deliveries);
       for (const auto& write : writes) {
-        change(entryOf(write.key), write.value, now, deliveries);
+        change(write.key, entryOf(write.key), write.value, now, deliveries);
         if (!isStored) refused_.emplace(write.key);
       }
       if (files_) startWorker();
@@ -314,20 +332,41 @@ bool Domain::synchronize() {
 
 // ---- observers ----
 
-void Domain::addObserver(std::string_view key, const std::shared_ptr<const void>& observer,
-                         const void* context, ChangeHandler handler) {
-  refresh();
-  ObserverList expired;  // destroyed after the lock: a handler may own anything
-  const MutexLock lock(mutex_);
-  Entry* const entry = known(key);
-  ObserverList& observers = (entry != nullptr ? *entry : entryOf(key)).observers;
+/// `expired` is to be destroyed after the lock: a handler may own anything.
+void Domain::addTo(ObserverList& observers, std::shared_ptr<const Observer> observer,
+                   ObserverList& expired) {
   for (const auto& other : observers) {
     if (other->alive.expired()) expired.push_back(other);
   }
   std::erase_if(observers, [](const auto& other) { return other->alive.expired(); });
-  observers.push_back(std::make_shared<const Observer>(
-      Observer{observer, observer.get(), context, std::move(handler)}));
-  entryOf(key).isKnown = true;
+  observers.push_back(std::move(observer));
+}
+
+void Domain::addObserver(std::string_view key, const std::shared_ptr<const void>& observer,
+                         const void* context, ChangeHandler handler) {
+  refresh();
+  ObserverList expired;
+  const MutexLock lock(mutex_);
+  known(key);
+  Entry& entry = entryOf(key);
+  entry.isKnown = true;
+  addTo(entry.observers,
+        std::make_shared<const Observer>(
+            Observer{observer, observer.get(), context, std::move(handler)}),
+        expired);
+  if (files_) startWorker();
+}
+
+void Domain::addObserverOfAllKeys(const std::shared_ptr<const void>& observer,
+                                  ChangeHandler handler) {
+  refresh();
+  ObserverList expired;
+  const MutexLock lock(mutex_);
+  readAll();  // so that after a long sleep what has changed can be told
+  addTo(observersOfAllKeys_,
+        std::make_shared<const Observer>(
+            Observer{observer, observer.get(), nullptr, std::move(handler)}),
+        expired);
   if (files_) startWorker();
 }
 
@@ -366,7 +405,7 @@ void Domain::deliver(const Deliveries& deliveries) {
     }
   } const finally{*this};
   callAll(deliveries, [](const Delivery& delivery) {
-    delivery.observer->handler(delivery.before, delivery.now);
+    delivery.observer->handler(delivery.key, delivery.before, delivery.now);
   });
 }
 

@@ -33,7 +33,8 @@ namespace tessarine::detail {
 class Domain {
  public:
   using Object = std::optional<PreferenceObject>;
-  using ChangeHandler = std::function<void(const Object& before, const Object& now)>;
+  using ChangeHandler =
+      std::function<void(std::string_view key, const Object& before, const Object& now)>;
   struct Write {
     std::string_view key;
     Object value;
@@ -69,6 +70,8 @@ class Domain {
   void addObserver(std::string_view key, const std::shared_ptr<const void>& observer,
                    const void* context, ChangeHandler handler);
   void removeObserver(std::string_view key, const void* observer, const void* context);
+  /// The same for each later change of any key.
+  void addObserverOfAllKeys(const std::shared_ptr<const void>& observer, ChangeHandler handler);
 
   /// Ends the worker; it starts again with the next observer. Not from an observer.
   void stopWorker();
@@ -92,6 +95,7 @@ class Domain {
   struct Delivery {
     std::shared_ptr<const void> alive;
     std::shared_ptr<const Observer> observer;
+    std::string key;
     Object before;
     Object now;
   };
@@ -113,8 +117,12 @@ class Domain {
   void takeOver(Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   void takeOver(Journal& journal, Deliveries& deliveries) TESSARINE_REQUIRES(mutex_, journal);
   void apply(const Journal::Record& record, Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
+  void tellDifferences(Entries& before, Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   void startAnew(Journal& journal, Deliveries& deliveries) TESSARINE_REQUIRES(mutex_, journal);
-  static void change(Entry& entry, Object value, double written, Deliveries& deliveries);
+  void change(std::string_view key, Entry& entry, Object value, double written,
+              Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
+  static void addTo(ObserverList& observers, std::shared_ptr<const Observer> observer,
+                    ObserverList& expired);
 
   bool removesNothing(std::span<const Write> writes) TESSARINE_REQUIRES(mutex_);
   bool store(std::span<const Journal::Record> records, Deliveries& deliveries)
@@ -134,6 +142,7 @@ class Domain {
 
   Mutex mutex_;
   Entries entries_ TESSARINE_GUARDED_BY(mutex_);
+  ObserverList observersOfAllKeys_ TESSARINE_GUARDED_BY(mutex_);
   bool isWhole_ TESSARINE_GUARDED_BY(mutex_);     // a key without an entry does not exist
   int lookups_ TESSARINE_GUARDED_BY(mutex_) = 0;  // single ones in the database
   std::set<std::string, std::less<>> refused_ TESSARINE_GUARDED_BY(mutex_);
