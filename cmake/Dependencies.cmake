@@ -14,6 +14,7 @@ endfunction()
 tessarine_require(SQLITE sqlite3 libsqlite3-dev)
 tessarine_require(ICU icu-i18n libicu-dev)
 tessarine_require(ICU_UC icu-uc libicu-dev)
+tessarine_require(SIMDJSON simdjson libsimdjson-dev)
 find_package(Threads REQUIRED)
 
 find_package(CLI11 QUIET)
