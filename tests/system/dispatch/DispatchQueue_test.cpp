@@ -290,7 +290,8 @@ TEST(DispatchQueueDeathTest, MisuseNamesTheQueue) {
         const Queue queue = makeQueue("com.example.self");
         queue->sync([&] { queue->sync([] {}); });
       },
-      "Tessarine: sync on queue \"com.example.self\" from one of its own blocks");
+      "Tessarine: sync on queue \"com.example.self\" while this thread is running queue "
+      "\"com.example.self\"");
   EXPECT_DEATH(
       {
         const Queue target = makeQueue("com.example.target");
@@ -299,7 +300,20 @@ TEST(DispatchQueueDeathTest, MisuseNamesTheQueue) {
         queue->async([&] { between->sync([&] { target->sync([] {}); }); });
         std::binary_semaphore(0).acquire();
       },
-      "sync on queue \"com.example.target\" from one of its own blocks");
+      "sync on queue \"com.example.target\" while this thread is running");
+  EXPECT_DEATH(
+      {
+        const Queue target = makeQueue("com.example.target");
+        const Queue queue = makeQueue("com.example.inner", target);
+        // Has the turn of the inner queue and waits for the target, as soon as it comes to run.
+        std::thread other;
+        target->sync([&] {
+          other = std::thread([&] { queue->sync([] {}); });
+          queue->sync([] {});
+        });
+      },
+      "sync on queue \"com.example.inner\" while this thread is running queue "
+      "\"com.example.target\"");
   EXPECT_DEATH(
       {
         makeQueue("com.example.thrower")->async([] { throw std::runtime_error("spilt milk"); });

@@ -147,13 +147,13 @@ TEST(MainQueueDeathTest, MisuseSaysWhatIsWrong) {
         DispatchQueue::main()->async([] { DispatchQueue::main()->sync([] {}); });
         MainQueue::drain();
       },
-      "Tessarine: sync on the main queue from the main thread");
+      "Tessarine: sync on queue \"com.tessarine.main\" while this thread is running");
   EXPECT_DEATH(
       {
         const auto queue = std::make_shared<DispatchQueue>("on.main", DispatchQueue::main());
         queue->sync([] {});
       },
-      "sync on the main queue from the main thread.*\"on.main\"");
+      "sync on queue \"on.main\" while this thread is running queue \"com.tessarine.main\"");
   EXPECT_DEATH(
       {
         MainQueue::drain();
