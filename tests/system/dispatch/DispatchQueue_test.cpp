@@ -107,6 +107,7 @@ TEST(DispatchQueue, MixedProducersNeverOverlapAndKeepTheirOrder) {
       --inside;
     };
     std::vector<std::thread> threads;
+    threads.reserve(producers);
     for (size_t producer = 0; producer < producers; ++producer)
       threads.emplace_back([&, producer] {
         for (int round = 0; round < rounds; ++round)
@@ -126,6 +127,7 @@ TEST(DispatchQueue, QueuesWithOneTargetExcludeEachOther) {
                                     target};
   int unguarded = 0;
   std::vector<std::thread> threads;
+  threads.reserve(queues.size());
   for (const Queue& queue : queues)
     threads.emplace_back([&unguarded, queue] {
       for (int round = 0; round < 2000; ++round) {
@@ -270,6 +272,7 @@ TEST(WorkerPool, GrowsWhenRunningBlocksWaitForReadyOnes) {
 
 TEST(WorkerPool, ChainOfSyncCallsLongerThanTheCoresComesThrough) {
   std::vector<Queue> queues;
+  queues.reserve(24);
   for (int i = 0; i < 24; ++i) queues.push_back(makeQueue("chain." + std::to_string(i)));
   std::binary_semaphore hold(0);
   std::atomic<int> passed = 0;

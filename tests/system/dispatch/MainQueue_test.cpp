@@ -97,6 +97,7 @@ TEST(MainQueue, EpollLoopSeesEveryBlockOfManyProducers) {
   constexpr int rounds = 2000;
   int ran = 0;
   std::vector<std::thread> threads;
+  threads.reserve(producers);
   for (int producer = 0; producer < producers; ++producer)
     threads.emplace_back([&] {
       for (int round = 0; round < rounds; ++round)
