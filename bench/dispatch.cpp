@@ -73,6 +73,8 @@ namespace {
 using tessarine::DispatchQueue;
 using tessarine::MainQueue;
 
+using Clock = std::chrono::steady_clock;
+
 constexpr int batch = 10'000;
 constexpr int unpinned = -1;
 
@@ -128,6 +130,27 @@ class NaiveQueue {
   std::thread thread_;
 };
 
+/// Times the loop of a throughput row and reports it a block.
+class PerBlock {
+ public:
+  explicit PerBlock(benchmark::State& state)
+      : state_(state), allocationsBefore_(allocations.load()), start_(Clock::now()) {}
+  ~PerBlock() {
+    const std::chrono::duration<double, std::nano> passed = Clock::now() - start_;
+    const double blocks = static_cast<double>(state_.iterations()) * batch;
+    state_.counters["ns_per_block"] = passed.count() / blocks;
+    state_.counters["allocations_per_block"] =
+        static_cast<double>(allocations.load() - allocationsBefore_) / blocks;
+  }
+  PerBlock(const PerBlock&) = delete;
+  PerBlock& operator=(const PerBlock&) = delete;
+
+ private:
+  benchmark::State& state_;
+  const std::uint64_t allocationsBefore_;
+  const Clock::time_point start_;
+};
+
 /// What all throughput rows run: `post` takes a callable.
 template <class Post>
 void measureThroughput(benchmark::State& state, Post post) {
@@ -144,14 +167,8 @@ void measureThroughput(benchmark::State& state, Post post) {
     done.acquire();
   };
   oneBatch();
-  const std::uint64_t before = allocations.load();
+  const PerBlock perBlock(state);
   for (auto _ : state) oneBatch();
-  state.SetItemsProcessed(state.iterations() * batch);
-  state.counters["ns_per_block"] =
-      benchmark::Counter(static_cast<double>(state.iterations()) * batch * 1e-9,
-                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-  state.counters["allocations_per_block"] = static_cast<double>(allocations.load() - before) /
-                                            (static_cast<double>(state.iterations()) * batch);
 }
 
 /// What all round-trip rows run. `second` is the worker's core.
@@ -178,7 +195,6 @@ void measureRoundTrip(benchmark::State& state, Post post, int second) {
 /// As `measureRoundTrip`, with time for the worker to fall asleep before each round.
 template <class Post>
 void measureWoken(benchmark::State& state, Post post, int second) {
-  using Clock = std::chrono::steady_clock;
   const Pinned pinned(0);
   std::binary_semaphore done(0);
   const auto pinWorker = [&](int core) {
@@ -289,13 +305,11 @@ void registerOwn() {
   })->UseRealTime();
   benchmark::RegisterBenchmark("throughput/main queue, same thread", [](benchmark::State& state) {
     int value = 0;
+    const PerBlock perBlock(state);
     for (auto _ : state) {
       for (int i = 0; i < batch; ++i) DispatchQueue::main()->async([&] { ++value; });
       MainQueue::drain();
     }
-    state.counters["ns_per_block"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * batch * 1e-9,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
   })->UseRealTime();
   registerPlacements("round trip/DispatchQueue", post);
   registerWoken("DispatchQueue", post);

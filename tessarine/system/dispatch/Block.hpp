@@ -27,8 +27,8 @@ struct BlockOperations {
 
 template <class F>
 inline constexpr bool fitsInBlock =
-    sizeof(F) <= blockCapacity &&
-    alignof(F) <= blockAlignment&& std::is_nothrow_move_constructible_v<F>;
+    (sizeof(F) <= blockCapacity) &&
+    (std::alignment_of_v<F> <= blockAlignment) && std::is_nothrow_move_constructible_v<F>;
 
 /// A closure that lies in the storage itself.
 template <class F>
@@ -78,6 +78,9 @@ template <class F>
 concept BlockSource = std::invocable < std::decay_t<F>
 & > &&std::is_constructible_v<std::decay_t<F>, F>;
 
+template <class F, class Owner>
+concept ClosureFor = !std::is_same_v<std::decay_t<F>, Owner> && BlockSource<F>;
+
 }  // namespace detail
 
 /// Any callable without arguments, owned. Move-only, so it carries closures that hold unique
@@ -91,9 +94,10 @@ class Block {
  public:
   Block() noexcept = default;
 
-  template <class F>
-  requires(!std::is_same_v<std::decay_t<F>, Block>) && detail::BlockSource<F> Block(F&& f)
-      : operations_(detail::storeBlock(storage_, std::forward<F>(f))) {}  // NOLINT
+  template <detail::ClosureFor<Block> F>
+  // Hides no move: the concept leaves blocks themselves out.
+  // NOLINTNEXTLINE(bugprone-forwarding-reference-overload)
+  Block(F&& f) : operations_(detail::storeBlock(storage_, std::forward<F>(f))) {}
 
   Block(Block&& other) noexcept { take(other); }
   Block& operator=(Block&& other) noexcept {

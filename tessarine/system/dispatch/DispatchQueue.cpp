@@ -94,7 +94,7 @@ void DispatchQueue::push(AsyncNode* node) {
 }
 
 /// Has the blocks from `first` on run elsewhere. The caller has the turn and gives it away.
-void DispatchQueue::scheduleDrain(QueueNode* first) {
+void DispatchQueue::scheduleDrain(QueueNode* first) noexcept {
   std::shared_ptr<DispatchQueue> self = weak_from_this().lock();
   if (!self) fatal("Queue \"" + label_ + "\" is not held by a std::shared_ptr.");
   AsyncNode* const drainer =
@@ -139,11 +139,21 @@ QueueNode* DispatchQueue::successorOf(QueueNode& node, bool lingers) {
 }
 
 void DispatchQueue::waitForTurn(QueueNode& previous, SyncNode& node) {
-  if (isRunningOnThisThread())
-    fatal("sync on queue \"" + label_ +
-          "\" from one of its own blocks, which would wait for itself.");
+  refuseDeadlock();
   previous.next.store(&node, std::memory_order_release);
   detail::passGateAsWorker(node.gate);
+}
+
+/// Ends the process if a `sync` on this queue would wait for the very block that calls it.
+void DispatchQueue::refuseDeadlock() const {
+  for (const DispatchQueue* queue = this; queue; queue = queue->target_.get()) {
+    const bool isMine = queue->kind_ == Kind::main
+                            ? detail::MainLoop::shared().isMainThread()
+                            : queue->kind_ == Kind::serial && queue->isRunningOnThisThread();
+    if (isMine)
+      fatal("sync on queue \"" + label_ + "\" while this thread is running queue \"" +
+            queue->label_ + "\", so that it would wait for itself.");
+  }
 }
 
 void DispatchQueue::passTurnOn(SyncNode& node) {
@@ -156,6 +166,8 @@ void DispatchQueue::passTurnOn(SyncNode& node) {
 }
 
 void DispatchQueue::syncElsewhere(detail::BlockReference block, DispatchQueue& context) {
+  // Before any turn is taken: another thread may have this queue's and wait for the target's.
+  if (this == &context) refuseDeadlock();
   if (kind_ == Kind::main) return detail::MainLoop::shared().runAndWait(block, context);
   std::optional<Turn> turn;
   if (kind_ == Kind::serial) turn.emplace(*this);

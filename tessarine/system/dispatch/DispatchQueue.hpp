@@ -198,10 +198,11 @@ class TESSARINE_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispa
   void syncElsewhere(detail::BlockReference block, DispatchQueue& context);
   void waitForTurn(detail::QueueNode& previous, detail::SyncNode& node);
   void passTurnOn(detail::SyncNode& node);
-  void scheduleDrain(detail::QueueNode* first);
+  void scheduleDrain(detail::QueueNode* first) noexcept;
   void drain(detail::QueueNode* node);
   detail::QueueNode* successorOf(detail::QueueNode& node, bool lingers);
 
+  void refuseDeadlock() const;
   bool isRunningOnThisThread() const noexcept;
   void replaceSpecific(std::uint64_t key, std::shared_ptr<const void> value);
   std::shared_ptr<const void> findSpecific(std::uint64_t key) const;

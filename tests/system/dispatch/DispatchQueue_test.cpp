@@ -107,6 +107,7 @@ TEST(DispatchQueue, MixedProducersNeverOverlapAndKeepTheirOrder) {
       --inside;
     };
     std::vector<std::thread> threads;
+    threads.reserve(producers);
     for (size_t producer = 0; producer < producers; ++producer)
       threads.emplace_back([&, producer] {
         for (int round = 0; round < rounds; ++round)
@@ -126,6 +127,7 @@ TEST(DispatchQueue, QueuesWithOneTargetExcludeEachOther) {
                                     target};
   int unguarded = 0;
   std::vector<std::thread> threads;
+  threads.reserve(queues.size());
   for (const Queue& queue : queues)
     threads.emplace_back([&unguarded, queue] {
       for (int round = 0; round < 2000; ++round) {
@@ -270,6 +272,7 @@ TEST(WorkerPool, GrowsWhenRunningBlocksWaitForReadyOnes) {
 
 TEST(WorkerPool, ChainOfSyncCallsLongerThanTheCoresComesThrough) {
   std::vector<Queue> queues;
+  queues.reserve(24);
   for (int i = 0; i < 24; ++i) queues.push_back(makeQueue("chain." + std::to_string(i)));
   std::binary_semaphore hold(0);
   std::atomic<int> passed = 0;
@@ -290,7 +293,8 @@ TEST(DispatchQueueDeathTest, MisuseNamesTheQueue) {
         const Queue queue = makeQueue("com.example.self");
         queue->sync([&] { queue->sync([] {}); });
       },
-      "Tessarine: sync on queue \"com.example.self\" from one of its own blocks");
+      "Tessarine: sync on queue \"com.example.self\" while this thread is running queue "
+      "\"com.example.self\"");
   EXPECT_DEATH(
       {
         const Queue target = makeQueue("com.example.target");
@@ -299,7 +303,20 @@ TEST(DispatchQueueDeathTest, MisuseNamesTheQueue) {
         queue->async([&] { between->sync([&] { target->sync([] {}); }); });
         std::binary_semaphore(0).acquire();
       },
-      "sync on queue \"com.example.target\" from one of its own blocks");
+      "sync on queue \"com.example.target\" while this thread is running");
+  EXPECT_DEATH(
+      {
+        const Queue target = makeQueue("com.example.target");
+        const Queue queue = makeQueue("com.example.inner", target);
+        // Has the turn of the inner queue and waits for the target, as soon as it comes to run.
+        std::thread other;
+        target->sync([&] {
+          other = std::thread([&] { queue->sync([] {}); });
+          queue->sync([] {});
+        });
+      },
+      "sync on queue \"com.example.inner\" while this thread is running queue "
+      "\"com.example.target\"");
   EXPECT_DEATH(
       {
         makeQueue("com.example.thrower")->async([] { throw std::runtime_error("spilt milk"); });

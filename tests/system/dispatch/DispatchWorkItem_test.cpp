@@ -41,6 +41,7 @@ TEST(DispatchWorkItem, CancellingARunningBlockOnlySetsTheFlag) {
   begun.acquire();
   item->cancel();
   std::vector<std::thread> waiters;
+  waiters.reserve(3);
   for (int i = 0; i < 3; ++i)
     waiters.emplace_back([&] {
       item->wait();

@@ -97,6 +97,7 @@ TEST(MainQueue, EpollLoopSeesEveryBlockOfManyProducers) {
   constexpr int rounds = 2000;
   int ran = 0;
   std::vector<std::thread> threads;
+  threads.reserve(producers);
   for (int producer = 0; producer < producers; ++producer)
     threads.emplace_back([&] {
       for (int round = 0; round < rounds; ++round)
@@ -147,13 +148,13 @@ TEST(MainQueueDeathTest, MisuseSaysWhatIsWrong) {
         DispatchQueue::main()->async([] { DispatchQueue::main()->sync([] {}); });
         MainQueue::drain();
       },
-      "Tessarine: sync on the main queue from the main thread");
+      "Tessarine: sync on queue \"com.tessarine.main\" while this thread is running");
   EXPECT_DEATH(
       {
         const auto queue = std::make_shared<DispatchQueue>("on.main", DispatchQueue::main());
         queue->sync([] {});
       },
-      "sync on the main queue from the main thread.*\"on.main\"");
+      "sync on queue \"on.main\" while this thread is running queue \"com.tessarine.main\"");
   EXPECT_DEATH(
       {
         MainQueue::drain();

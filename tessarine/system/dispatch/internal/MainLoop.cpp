@@ -66,9 +66,6 @@ void MainLoop::push(AsyncNode* node) {
 }
 
 void MainLoop::runAndWait(BlockReference block, DispatchQueue& context) {
-  if (isMainThread())
-    fatal("sync on the main queue from the main thread, which would wait for itself; queue \"" +
-          context.label() + "\".");
   std::exception_ptr failure;
   std::atomic<std::uint32_t> done{gateClosed};
   push(makeNode([&] {

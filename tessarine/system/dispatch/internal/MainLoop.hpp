@@ -23,7 +23,7 @@ class MainLoop {
 
   void push(AsyncNode* node);
   /// Runs `block` on the main thread with `context` as the current queue and waits for it; its
-  /// exception reaches the caller.
+  /// exception reaches the caller. Not from the main thread.
   void runAndWait(BlockReference block, DispatchQueue& context);
 
   void run();

@@ -26,8 +26,8 @@ AsyncNode* nodesOf(void* slab) {
 }
 
 Slab& slabOf(AsyncNode* node) {
-  const auto address = reinterpret_cast<std::uintptr_t>(node);
-  return *reinterpret_cast<Slab*>(address & ~std::uintptr_t{slabBytes - 1});
+  const auto offset = reinterpret_cast<std::uintptr_t>(node) % slabBytes;
+  return *reinterpret_cast<Slab*>(reinterpret_cast<std::byte*>(node) - offset);
 }
 
 void discard(AsyncNode* node) noexcept {

@@ -36,12 +36,12 @@ bool lookBriefly(Ready ready) {
   return ready();
 }
 
-/// As `lookBriefly`, then offers the core to others for a few microseconds: the awaited thread may
-/// want this very core, and a yield costs a fraction of a sleep with its wake-up.
+/// Looks for `ready` for some microseconds, offering the core to others in between: the awaited
+/// thread may want this very core, and a yield costs a fraction of a sleep with its wake-up.
 template <class Ready>
 bool lookAround(Ready ready) {
   constexpr int yields = 16;
-  if (lookBriefly(ready)) return true;
+  if (ready()) return true;
   for (int turn = 0; turn < yields; ++turn) {
     std::this_thread::yield();
     if (ready()) return true;
