@@ -27,8 +27,9 @@ std::int64_t monotonicNow() {
 std::string burstKey(std::int64_t number) { return "burst." + std::to_string(number % burstKeys); }
 
 std::string shown(const std::optional<PreferenceObject>& object) {
-  const auto number = dynamicCast<std::int64_t>(object);
-  return number ? std::to_string(*number) : "nothing";
+  if (!object) return "nothing";
+  if (const std::string* text = object->string()) return "the text " + *text;
+  return object->number() != nullptr ? object->number()->stringValue() : "something else";
 }
 
 template <class Action>
@@ -60,7 +61,7 @@ void describeAccessor(Report& report) {
   fontSize.setWrappedValue(200);
   show("The host writes 200; reads are limited to 72");
   standard->set("9", "fontSize");
-  show("Somebody stores the text \"9\"");
+  show("Somebody stores the text 9");
   fontSize.setWrappedValue(16);
   show("The host writes 16, and the mirror is in step again");
 
@@ -109,7 +110,7 @@ void describeWatcher(Report& report, const std::string& directory) {
   };
   report.table({{"From the write to the observer's call", "Microseconds"},
                 {"Median", fixed(at(0.5), 0)},
-                {"99th of 100", fixed(at(0.99), 0)},
+                {"99th percentile", fixed(at(0.99), 0)},
                 {"Longest", fixed(latencies.back(), 0)}});
   constexpr std::array<double, 8> ends{50, 100, 200, 500, 1000, 2000, 5000, 20000};
   std::vector<std::pair<std::string, double>> counts;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdio>
 
 namespace tessarine::tool {
@@ -15,10 +14,10 @@ constexpr std::string_view style = R"(
 body { font: 16px/1.55 system-ui, sans-serif; color: var(--ink); background: var(--paper);
        max-width: 46rem; margin: 3rem auto; padding: 0 1.2rem; }
 h1 { font-size: 1.7rem; } h2 { font-size: 1.25rem; margin-top: 2.5rem; }
-table { border-collapse: collapse; width: 100%; font-size: .93rem; font-variant-numeric: tabular-nums; }
+table { border-collapse: collapse; margin: 1rem 0; width: 100%; font-size: .93rem; font-variant-numeric: tabular-nums; }
 th { text-align: left; color: var(--soft); font-weight: 600; }
 th, td { padding: .35rem .8rem .35rem 0; border-bottom: 1px solid var(--rule); }
-td.number { text-align: right; }
+th:not(:first-child), td:not(:first-child) { text-align: right; padding-right: 0; }
 figure { margin: 1.5rem 0; } figcaption { color: var(--soft); font-size: .9rem; }
 svg { width: 100%; height: auto; } svg text { fill: var(--soft); font: 10px system-ui, sans-serif; text-anchor: middle; }
 svg rect { fill: var(--bar); }
@@ -47,10 +46,6 @@ std::string escaped(std::string_view text) {
   return result;
 }
 
-bool isNumber(std::string_view cell) {
-  return !cell.empty() && std::isdigit(static_cast<unsigned char>(cell.front())) != 0;
-}
-
 }  // namespace
 
 std::string fixed(double value, int digits) {
@@ -70,8 +65,7 @@ void Report::table(const std::vector<Row>& rows) {
     body_ += "<tr>";
     for (const auto& cell : row) {
       const char* const tag = isHead ? "th" : "td";
-      const char* const attribute = !isHead && isNumber(cell) ? " class=\"number\"" : "";
-      body_.append("<").append(tag).append(attribute).append(">").append(escaped(cell));
+      body_.append("<").append(tag).append(">").append(escaped(cell));
       body_.append("</").append(tag).append(">");
     }
     body_ += "</tr>\n";

@@ -15,7 +15,7 @@ class Report {
 
   void chapter(std::string_view title);
   void text(std::string_view paragraph);
-  /// The first row is the head. Cells that begin with a digit are set to the right.
+  /// The first row is the head, the first column what the rows are about.
   void table(const std::vector<Row>& rows);
   /// A bar for each value, its label below it and the value above.
   void bars(std::string_view caption, const std::vector<std::pair<std::string, double>>& values);

@@ -16,7 +16,7 @@ namespace {
 constexpr std::int64_t second = 1'000'000'000;
 constexpr std::int64_t forever = 3600 * second;
 /// A burst of writes wakes the thread once in that time and not once a write.
-constexpr std::int64_t rest = second / 2000;
+constexpr std::int64_t rest = second / 5000;
 
 std::int64_t monotonicNow() {
   return std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
