@@ -20,8 +20,8 @@ class TESSARINE_EXPORT Data {
   /// The bytes of `text`, as they are.
   static Data fromText(std::string_view text) { return Data({text.begin(), text.end()}); }
 
-  /// The bytes of a base64 text: the standard alphabet with complete padding and nothing else; unused
-  /// bits may be non-zero. Absent for any other text.
+  /// The bytes of a base64 text: the standard alphabet with complete padding and nothing else;
+  /// unused bits may be non-zero. Absent for any other text.
   static std::optional<Data> fromBase64(std::string_view text);
   std::string base64EncodedString() const;
 
