@@ -18,16 +18,15 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <semaphore>
 #include <thread>
 
+#include "allocations.hpp"
+#include "pinning.hpp"
 #include "tessarine/system/dispatch/DispatchQueue.hpp"
 #include "tessarine/system/dispatch/MainQueue.hpp"
 
 #include <benchmark/benchmark.h>
-#include <pthread.h>
-#include <sched.h>
 
 #ifdef TESSARINE_BENCH_ASIO
 #include <asio.hpp>
@@ -46,54 +45,12 @@
 
 namespace {
 
-std::atomic<std::uint64_t> allocations{0};
-
-void* countedAllocation(std::size_t size, std::size_t alignment) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
-  void* const memory =
-      alignment ? std::aligned_alloc(alignment, (size + alignment - 1) & ~(alignment - 1))
-                : std::malloc(size);
-  if (!memory) throw std::bad_alloc();
-  return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return countedAllocation(size, 0); }
-void* operator new(std::size_t size, std::align_val_t alignment) {
-  return countedAllocation(size, static_cast<std::size_t>(alignment));
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
-
-namespace {
-
 using tessarine::DispatchQueue;
 using tessarine::MainQueue;
 
 using Clock = std::chrono::steady_clock;
 
 constexpr int batch = 10'000;
-constexpr int unpinned = -1;
-
-void pinThisThread(int core) {
-  cpu_set_t cores;
-  CPU_ZERO(&cores);
-  if (core == unpinned)
-    for (int i = 0; i < CPU_SETSIZE; ++i) CPU_SET(i, &cores);
-  else
-    CPU_SET(core, &cores);
-  pthread_setaffinity_np(pthread_self(), sizeof cores, &cores);
-}
-
-/// Pins the measuring thread for a row.
-class Pinned {
- public:
-  explicit Pinned(int core) { pinThisThread(core); }
-  ~Pinned() { pinThisThread(unpinned); }
-};
 
 /// The plain queue that everybody writes first.
 class NaiveQueue {
