@@ -87,10 +87,24 @@ class UserDefaultValueCache final : public AnyUserDefaultValueCache {
   /// A new, empty cache that observes `key` of `userDefaults`.
   static std::shared_ptr<UserDefaultValueCache> make(
       const std::shared_ptr<UserDefaults>& userDefaults, std::string key) {
-    const auto cache = std::shared_ptr<UserDefaultValueCache>(
+    auto cache = std::shared_ptr<UserDefaultValueCache>(
         new UserDefaultValueCache(userDefaults, std::move(key)));
     cache->observe();
     return cache;
+  }
+
+  /// The value and whether it may be used; an absent value that may is a cached absence.
+  struct State {
+    std::optional<T> value;
+    bool hasValue = false;
+  };
+  /// Both at one moment.
+  State state() const {
+    if constexpr (isLockFree) {
+      return state_.get();
+    } else {
+      return queue_->sync([&] { return state_.get(); });
+    }
   }
 
   std::optional<T> value() const { return state().value; }
@@ -98,17 +112,9 @@ class UserDefaultValueCache final : public AnyUserDefaultValueCache {
     queue_->sync([&] { put({std::move(value), state_.get().hasValue}); });
   }
 
-  /// Whether `value` may be used; an absent value is then a cached absence.
   bool hasCachedValue() const { return state().hasValue; }
   void setHasCachedValue(bool hasValue) {
     queue_->sync([&] { put({state_.get().value, hasValue}); });
-  }
-
-  /// Both at once: the cached value or absence, or nothing when the cache is empty.
-  std::optional<std::optional<T>> cached() const {
-    auto current = state();
-    if (!current.hasValue) return std::nullopt;
-    return std::optional<std::optional<T>>(std::in_place, std::move(current.value));
   }
 
   /// Fills the cache if nothing happened since `ticket` was taken.
@@ -128,11 +134,6 @@ class UserDefaultValueCache final : public AnyUserDefaultValueCache {
   }
 
  private:
-  struct State {
-    std::optional<T> value;
-    bool hasValue = false;
-  };
-
   class LockedState {
    public:
     const State& get() const noexcept { return state_; }
@@ -154,13 +155,6 @@ class UserDefaultValueCache final : public AnyUserDefaultValueCache {
   UserDefaultValueCache(const std::shared_ptr<UserDefaults>& userDefaults, std::string key)
       : AnyUserDefaultValueCache(userDefaults, std::move(key), typeid(T)) {}
 
-  State state() const {
-    if constexpr (isLockFree) {
-      return state_.get();
-    } else {
-      return queue_->sync([&] { return state_.get(); });
-    }
-  }
   void put(State state) { state_.set(std::move(state)); }
   void dropOnQueue() override { put({std::nullopt, false}); }
 

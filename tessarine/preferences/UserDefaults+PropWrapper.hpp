@@ -99,8 +99,9 @@ class UserDefault {
     if (place_ != nullptr) {
       if (auto* const cache = place_->template cache<T>();
           cache != nullptr && userDefaults_->isCurrent()) [[likely]] {
-        if (auto cached = cache->cached()) {
-          return alternated(*cached ? std::move(**cached) : defaultValue_);
+        auto cached = cache->state();
+        if (cached.hasValue) [[likely]] {
+          return alternated(cached.value ? std::move(*cached.value) : defaultValue_);
         }
       }
       return alternated(readAndCache());
@@ -122,7 +123,8 @@ class UserDefault {
   }
 
   T alternated(T value) const {
-    return alternateValueCallback_ ? alternateValueCallback_(std::move(value)) : value;
+    if (alternateValueCallback_) return alternateValueCallback_(std::move(value));
+    return value;
   }
 
   void requireReadFromNullableHashable() const {
@@ -148,7 +150,8 @@ class UserDefault {
     auto& caches = UserDefaultCache::shared();
     const auto cache = caches.cache<T>(cacheKey_, key_, userDefaults_);
     if (userDefaults_->isCurrent()) {
-      if (auto cached = cache->cached()) return *cached ? std::move(**cached) : defaultValue_;
+      auto cached = cache->state();
+      if (cached.hasValue) return cached.value ? std::move(*cached.value) : defaultValue_;
     }
     const auto ticket = cache->ticketForReading();
     T value = read();
@@ -165,14 +168,17 @@ class UserDefault {
   }
 
   void set(const T& newValue, const T& oldValue) {
+    // A hashable form is stored every time. What changes nothing is told from the rest before any
+    // flag is raised: store, mirror and caches hold the value already.
+    if (!storeAsHashable_ && !changesAnything(newValue, oldValue)) return;
     if (!useCachedValue_) {
-      writeToStores(newValue, oldValue);
+      writeToStores(newValue);
     } else {
       const ChangingScope changing;
       const auto keys = internalWriteCacheKeys();
       UserDefaultCache::shared().performInternalWrite<T>(
           std::span(keys).first(copyToCacheKey_ ? 2 : 1), newValue,
-          [&] { writeToStores(newValue, oldValue); });
+          [&] { writeToStores(newValue); });
     }
     publishWrapperOwnedChange(key_, oldValue, newValue);
   }
@@ -186,18 +192,19 @@ class UserDefault {
     return !stored || !(*stored == newValue);
   }
 
-  void writeToStores(const T& newValue, const T& oldValue) const {
+  bool changesAnything(const T& newValue, const T& oldValue) const {
+    return !(newValue == oldValue) || differs(userDefaults_, newValue) ||
+           (copyToDefaults_ && differs(copyToDefaults_, newValue));
+  }
+
+  void writeToStores(const T& newValue) const {
     if (storeAsHashable_) {
       requireReadFromNullableHashable();
       const AnyHashable form = storeAsHashable_(newValue);
       const PreferenceObject* const object = form.preferenceObject();
       if (object == nullptr) failForNoPropertyList();
-      return store(*object);
-    }
-    const bool isChanged = !(newValue == oldValue) || differs(userDefaults_, newValue) ||
-                           (copyToDefaults_ && differs(copyToDefaults_, newValue));
-    if (!isChanged) return;
-    if constexpr (PreferenceBridged<T>) {
+      store(*object);
+    } else if constexpr (PreferenceBridged<T>) {
       store(PreferenceBridge<T>::toObject(newValue));
     } else {
       failForNoPropertyList();

@@ -268,6 +268,7 @@ TEST(Conveniences, DropErrorsAndMismatches) {
 TEST_F(UserDefaultTest, ManyThreadsOnOneKeyEndWithCacheAndStoreInStep) {
   auto number = accessor<int>({.defaultValue = 0, .cacheValues = true});
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t, mine = number]() mutable {
       for (int i = 0; i < 2000; ++i) {

@@ -119,7 +119,8 @@ std::optional<std::int64_t> civilSeconds(Scanner& scanner) {
                                          std::chrono::day(static_cast<unsigned>(day)));
   if (second < 0 || !date.ok()) return std::nullopt;
   const std::int64_t days = std::chrono::sys_days(date).time_since_epoch().count();
-  return days * secondsADay + (hour * 60 + minute) * 60 + second - referenceSince1970;
+  return days * secondsADay + std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second -
+         referenceSince1970;
 }
 
 }  // namespace

@@ -13,6 +13,8 @@
 #include <type_traits>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 namespace tessarine {
 namespace {
 

@@ -8,6 +8,8 @@
 
 #include "tessarine/system/dispatch/DispatchQueue.hpp"
 
+#include <gtest/gtest.h>
+
 namespace tessarine {
 namespace {
 

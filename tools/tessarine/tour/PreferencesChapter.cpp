@@ -114,6 +114,7 @@ void describeWatcher(Report& report, const std::string& directory) {
                 {"Longest", fixed(latencies.back(), 0)}});
   constexpr std::array<double, 8> ends{50, 100, 200, 500, 1000, 2000, 5000, 20000};
   std::vector<std::pair<std::string, double>> counts;
+  counts.reserve(ends.size());
   for (const double end : ends) counts.emplace_back("to " + fixed(end, 0), 0);
   for (const double latency : latencies) {
     const auto place = std::lower_bound(ends.begin(), ends.end() - 1, latency) - ends.begin();

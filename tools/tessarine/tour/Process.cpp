@@ -25,6 +25,7 @@ Process::Process(const std::vector<std::string>& arguments) {
   std::vector<std::string> all = arguments;
   all.insert(all.begin(), "tessarine");
   std::vector<char*> pointers;
+  pointers.reserve(all.size() + 1);
   for (auto& argument : all) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   const int failure =
