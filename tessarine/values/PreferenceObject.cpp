@@ -10,11 +10,14 @@ std::size_t combined(std::size_t seed, std::size_t hash) {
   return seed ^ (hash + 0x9e3779b97f4a7c15U + (seed << 6U) + (seed >> 2U));
 }
 
+bool identicalBits(double left, double right) {
+  return std::bit_cast<std::uint64_t>(left) == std::bit_cast<std::uint64_t>(right);
+}
+
 bool identicalNumbers(const NSNumber& left, const NSNumber& right) {
   if (left.kind() != right.kind()) return false;
   if (!left.isFloat()) return left.unsignedIntegerValue() == right.unsignedIntegerValue();
-  return std::bit_cast<std::uint64_t>(left.doubleValue()) ==
-         std::bit_cast<std::uint64_t>(right.doubleValue());
+  return identicalBits(left.doubleValue(), right.doubleValue());
 }
 
 /// Equality of everything but numbers and what holds them.
@@ -54,6 +57,10 @@ bool PreferenceObject::operator==(const PreferenceObject& other) const noexcept 
 bool PreferenceObject::isIdenticalTo(const PreferenceObject& other) const noexcept {
   if (kind() != other.kind()) return false;
   if (kind() == Kind::number) return identicalNumbers(*number(), *other.number());
+  if (kind() == Kind::date) {
+    return identicalBits(date()->timeIntervalSinceReferenceDate(),
+                         other.date()->timeIntervalSinceReferenceDate());
+  }
   return equalContents(*this, other,
                        [](const auto& a, const auto& b) { return a.isIdenticalTo(b); });
 }

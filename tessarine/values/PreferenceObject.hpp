@@ -87,8 +87,8 @@ class TESSARINE_EXPORT PreferenceObject {
   /// Same kind and equal contents; numbers compare by value whatever their kind of number.
   bool operator==(const PreferenceObject& other) const noexcept;
 
-  /// As `==`, but a number also has to be of the same kind of number and, for floats, the same
-  /// bits.
+  /// As `==`, but a number also has to be of the same kind of number, and floats and dates of the
+  /// same bits.
   bool isIdenticalTo(const PreferenceObject& other) const noexcept;
 
   std::size_t hash() const noexcept;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <unordered_map>
 #include <vector>
 
@@ -69,6 +70,7 @@ struct UserDefaultsRegistry {
   std::unordered_map<std::string, std::shared_ptr<UserDefaults>> domains
       TESSARINE_GUARDED_BY(mutex);
   std::atomic<int> temporaries = 0;
+  const pid_t process = ::getpid();
 
   static UserDefaultsRegistry& shared() {
     static auto& registry = [&]() -> UserDefaultsRegistry& {
@@ -93,15 +95,13 @@ struct UserDefaultsRegistry {
   }
 
   void settle() {
+    if (::getpid() != process) return;  // a child that never called exec has no threads of ours
     std::vector<std::shared_ptr<UserDefaults>> all;
     {
       const MutexLock lock(mutex);
       for (const auto& [path, defaults] : domains) all.push_back(defaults);
     }
-    for (const auto& defaults : all) {
-      defaults->domain_->stopWorker();
-      defaults->synchronize();
-    }
+    for (const auto& defaults : all) defaults->domain_->settle();
   }
 };
 
@@ -130,7 +130,8 @@ std::shared_ptr<UserDefaults> UserDefaults::temporary() {
 void UserDefaults::setDirectory(std::string directory) {
   auto& registry = UserDefaultsRegistry::shared();
   const MutexLock lock(registry.mutex);
-  registry.directory = std::move(directory);
+  registry.directory =
+      directory.empty() ? directory : std::filesystem::absolute(directory).string();
 }
 
 std::optional<PreferenceObject> UserDefaults::object(std::string_view key) const {

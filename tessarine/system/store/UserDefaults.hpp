@@ -90,7 +90,8 @@ class TESSARINE_EXPORT UserDefaults : public std::enable_shared_from_this<UserDe
   /// A new domain in memory, for tests and for what must leave no trace.
   static std::shared_ptr<UserDefaults> temporary();
 
-  /// Sets the folder in which `standard` and `suite` look from now on; it is made when missing.
+  /// Sets the folder in which `standard` and `suite` look from now on; it is made when missing. A
+  /// relative path counts from the working directory of this moment.
   /// Until then it is ".config/NAME" in the home directory of the user's passwd entry, NAME being
   /// the program's. Programs that share suites name one folder.
   static void setDirectory(std::string directory);

@@ -45,10 +45,10 @@ std::string uriOf(const std::string& path) {
   return uri;
 }
 
-void bindText(sqlite3_stmt* statement, int index, std::string_view text) {
+int bindText(sqlite3_stmt* statement, int index, std::string_view text) {
   // A null pointer would bind NULL, and an empty text is a text.
-  sqlite3_bind_blob64(statement, index, text.empty() ? "" : text.data(), text.size(),
-                      SQLITE_STATIC);
+  return sqlite3_bind_blob64(statement, index, text.empty() ? "" : text.data(), text.size(),
+                             SQLITE_STATIC);
 }
 
 std::string_view textOf(sqlite3_stmt* statement, int column) {
@@ -106,25 +106,11 @@ void Database::openFile(const std::string& path) {
 }
 
 void Database::prepareFile() {
-  const auto version = [this](const char* pragma) {
-    const Statement statement = prepare(pragma);
-    check(sqlite3_step(statement.get()));
-    return sqlite3_column_int(statement.get(), 0);
-  };
-  if (version("PRAGMA user_version") == schemaVersion &&
-      version("PRAGMA application_id") == applicationId) {
-    if (sqlite3_db_readonly(database_.get(), "main") == 0) execute("PRAGMA synchronous = FULL");
-    return;
-  }
-  execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; BEGIN IMMEDIATE");
-  const int found = version("PRAGMA user_version");
-  const int owner = version("PRAGMA application_id");
-  const bool isNew = found == 0 && owner == 0;
-  if (!isNew && (found != schemaVersion || owner != applicationId)) {
-    execute("ROLLBACK");
-    throw DatabaseError("written by another program or a newer version", false);
-  }
-  if (isNew) {
+  const bool isWritable = sqlite3_db_readonly(database_.get(), "main") == 0;
+  if (isWritable) execute("PRAGMA synchronous = FULL");
+  if (isOurs()) return;
+  execute("PRAGMA journal_mode = WAL; BEGIN IMMEDIATE");
+  if (!isOurs()) {  // else another process was faster
     execute(
         "CREATE TABLE entries(key BLOB PRIMARY KEY, value BLOB, written REAL NOT NULL)"
         " WITHOUT ROWID;"
@@ -136,14 +122,32 @@ void Database::prepareFile() {
   execute("COMMIT");
 }
 
+/// False for an empty file. Throws for what is neither.
+bool Database::isOurs() {
+  const auto version = number("PRAGMA user_version");
+  const auto owner = number("PRAGMA application_id");
+  if (version == schemaVersion && owner == applicationId) return true;
+  if (version == 0 && owner == 0 && number("SELECT count(*) FROM sqlite_schema") == 0) return false;
+  throw DatabaseError("written by another program or a newer version", false);
+}
+
+std::int64_t Database::number(const char* sql) {
+  const Statement statement = prepare(sql);
+  check(sqlite3_step(statement.get()));
+  return sqlite3_column_int64(statement.get(), 0);
+}
+
 void Database::execute(const char* sql) {
   check(sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr));
 }
 
 Database::Statement Database::prepare(const char* sql) {
   sqlite3_stmt* statement = nullptr;
-  check(
-      sqlite3_prepare_v3(database_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr));
+  const int code =
+      sqlite3_prepare_v3(database_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+  // Our own statements fail only on a schema that is not ours any more.
+  if (code == SQLITE_ERROR) throw DatabaseError(sqlite3_errmsg(database_.get()), true);
+  check(code);
   return Statement(statement);
 }
 
@@ -162,7 +166,7 @@ Database::Row Database::rowOf(sqlite3_stmt* statement) {
 
 void Database::find(std::string_view key, const std::function<void(const Row&)>& visit) {
   const Run run(find_.get());
-  bindText(find_.get(), 1, key);
+  check(bindText(find_.get(), 1, key));
   const int code = sqlite3_step(find_.get());
   check(code);
   if (code == SQLITE_ROW) visit(rowOf(find_.get()));
@@ -176,15 +180,13 @@ void Database::forEach(const std::function<void(const Row&)>& visit) {
 }
 
 std::uint64_t Database::folded() {
-  const Statement statement = prepare("SELECT folded FROM journal");
-  check(sqlite3_step(statement.get()));
-  return static_cast<std::uint64_t>(sqlite3_column_int64(statement.get(), 0));
+  return static_cast<std::uint64_t>(number("SELECT folded FROM journal"));
 }
 
 void Database::upsert(const Row& row) {
   const Run run(upsert_.get());
-  bindText(upsert_.get(), 1, row.key);
-  if (row.value) bindText(upsert_.get(), 2, *row.value);
+  check(bindText(upsert_.get(), 1, row.key));
+  if (row.value) check(bindText(upsert_.get(), 2, *row.value));
   sqlite3_bind_double(upsert_.get(), 3, row.written);
   check(sqlite3_step(upsert_.get()));
 }

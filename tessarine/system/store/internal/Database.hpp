@@ -69,6 +69,8 @@ class Database {
 
   void openFile(const std::string& path);
   void prepareFile();
+  bool isOurs();
+  std::int64_t number(const char* sql);
   void execute(const char* sql);
   Statement prepare(const char* sql);
   void check(int code);

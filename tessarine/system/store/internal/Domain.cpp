@@ -68,6 +68,17 @@ Domain::~Domain() {
   if (files_) files_->fold();
 }
 
+void Domain::settle() {
+  stopWorker();
+  if (!files_) return;
+  Deliveries unheard;  // destroyed after the lock
+  {
+    const MutexLock lock(mutex_);
+    retry(unheard);
+  }
+  files_->fold();
+}
+
 // ---- reading ----
 
 Domain::Entry& Domain::entryOf(std::string_view key) {
@@ -76,14 +87,32 @@ Domain::Entry& Domain::entryOf(std::string_view key) {
   return entries_.emplace(key, Entry{}).first->second;
 }
 
-/// The entry of `key` with its value looked up, null for a key that was never written.
-Domain::Entry* Domain::known(std::string_view key) {
-  auto found = entries_.find(key);
+/// The entry of `key` with its value, null for a key that was never written. While the database
+/// cannot be read the value is absent and not known.
+Domain::Entry* Domain::known(std::string_view key, Deliveries& deliveries) {
+  const auto found = entries_.find(key);
   if (found != entries_.end() && found->second.isKnown) return &found->second;
-  if (!isWhole_ && ++lookups_ > mostLookups) {
-    readAll();
-    found = entries_.find(key);
-  }
+  if (isWhole_ && found == entries_.end()) return nullptr;
+  Entry* entry = nullptr;
+  askInStep(deliveries, [&]() TESSARINE_REQUIRES(mutex_) { entry = load(key); });
+  return entry;
+}
+
+/// Asks the database while no other process can write and all that they wrote is taken over. Else
+/// it might know more than this process, and a batch be seen in parts.
+template <class Ask>
+void Domain::askInStep(Deliveries& deliveries, Ask ask) {
+  Journal* const journal = files_ ? files_->journal() : nullptr;
+  if (journal == nullptr) return ask();
+  const JournalLock lock(*journal);
+  takeOver(*journal, deliveries);
+  ask();
+}
+
+/// Like `known`, where the journal's lock is held or there is no journal.
+Domain::Entry* Domain::load(std::string_view key) {
+  if (!isWhole_ && ++lookups_ > mostLookups) readAll();
+  const auto found = entries_.find(key);
   if (isWhole_ && found == entries_.end()) return nullptr;
   Entry& entry = found != entries_.end() ? found->second : entryOf(key);
   if (!entry.isKnown) look(key, entry);
@@ -91,50 +120,66 @@ Domain::Entry* Domain::known(std::string_view key) {
 }
 
 void Domain::look(std::string_view key, Entry& entry) {
-  entry.isKnown = true;
   entry.value.reset();
-  if (!files_) return;
-  files_->find(key, [&](const Database::Row& row) {
+  entry.isKnown = !files_ || files_->find(key, [&](const Database::Row& row) {
     entry.value = decoded(row.value);
     entry.written = row.written;
   });
+  if (!entry.isKnown) startWorker();  // it mends
 }
 
 void Domain::readAll() {
   if (isWhole_) return;
-  isWhole_ = true;
-  files_->forEach([this](const Database::Row& row) TESSARINE_REQUIRES(mutex_) {
+  lookups_ = 0;
+  isWhole_ = files_->forEach([this](const Database::Row& row) TESSARINE_REQUIRES(mutex_) {
     Entry& entry = entryOf(row.key);
     if (std::exchange(entry.isKnown, true)) return;
     entry.value = decoded(row.value);
     entry.written = row.written;
   });
+  if (!isWhole_) startWorker();
+}
+
+/// Calls `read(deliveries)` in step with the other processes.
+template <class Read>
+void Domain::read(Read read) {
+  refresh();
+  Deliveries deliveries;
+  {
+    const MutexLock lock(mutex_);
+    read(deliveries);
+    finish(deliveries);
+  }
+  deliver(deliveries);
 }
 
 Domain::Object Domain::object(std::string_view key) {
-  refresh();
-  const MutexLock lock(mutex_);
-  const Entry* entry = known(key);
-  return entry != nullptr ? entry->value : std::nullopt;
+  Object value;
+  read([&](Deliveries& deliveries) TESSARINE_REQUIRES(mutex_) {
+    const Entry* const entry = known(key, deliveries);
+    if (entry != nullptr) value = entry->value;
+  });
+  return value;
 }
 
 std::optional<double> Domain::lastWritten(std::string_view key) {
-  refresh();
-  const MutexLock lock(mutex_);
-  const Entry* entry = known(key);
-  const bool isWritten = entry != nullptr && entry->written == entry->written;
-  return isWritten ? std::optional(entry->written) : std::nullopt;
+  std::optional<double> written;
+  read([&](Deliveries& deliveries) TESSARINE_REQUIRES(mutex_) {
+    const Entry* const entry = known(key, deliveries);
+    const bool isWritten = entry != nullptr && entry->written == entry->written;
+    if (isWritten) written = entry->written;
+  });
+  return written;
 }
 
 PreferenceObject::Dictionary Domain::dictionary() {
-  refresh();
   PreferenceObject::Dictionary values;
-  const MutexLock lock(mutex_);
-  readAll();
-  for (auto& [key, entry] : entries_) {
-    if (!entry.isKnown) look(key, entry);
-    if (entry.value) values.emplace(key, *entry.value);
-  }
+  read([&](Deliveries& deliveries) TESSARINE_REQUIRES(mutex_) {
+    if (!isWhole_) askInStep(deliveries, [&]() TESSARINE_REQUIRES(mutex_) { readAll(); });
+    for (const auto& [key, entry] : entries_) {
+      if (entry.value) values.emplace(key, *entry.value);
+    }
+  });
   return values;
 }
 
@@ -161,14 +206,25 @@ void Domain::takeOver(Deliveries& deliveries) {
 
 void Domain::takeOver(Journal& journal, Deliveries& deliveries) {
   const std::uint64_t head = journal.head().load(std::memory_order_acquire);
-  if (!journal.holds(applied_)) return startAnew(journal, deliveries);
-  journal.forEach(applied_, head, [&](const Journal::Record& record) TESSARINE_REQUIRES(mutex_) {
-    apply(record, deliveries);
-  });
+  bool isLost = !journal.holds(applied_);
+  if (!isLost) {
+    journal.forEach(applied_, head, [&](const Journal::Record& record) TESSARINE_REQUIRES(mutex_) {
+      isLost = isLost || record.kind == Journal::Kind::everything;
+      apply(record, deliveries);
+    });
+  }
   applied_ = head;
+  if (isLost && journal.isRetired()) return abandonFiles();
+  if (isLost) startAnew(journal, deliveries);
+}
+
+void Domain::abandonFiles() {
+  files_->abandon();
+  startWorker();
 }
 
 void Domain::apply(const Journal::Record& record, Deliveries& deliveries) {
+  if (record.kind == Journal::Kind::everything) return;
   Entry& entry = entryOf(record.key);
   if (const auto refused = refused_.find(record.key); refused != refused_.end()) {
     refused_.erase(refused);
@@ -180,19 +236,27 @@ void Domain::apply(const Journal::Record& record, Deliveries& deliveries) {
   Entry stored;
   look(record.key, stored);
   change(record.key, entry, std::move(stored.value), stored.written, deliveries);
+  entry.isKnown = stored.isKnown;
 }
 
-/// Takes the state of the files for what this process held, except for what they refused.
+/// Takes the state of the files for what this process held, except for what they refused and have
+/// nothing later of.
 void Domain::startAnew(Journal& journal, Deliveries& deliveries) {
   Entries before = std::exchange(entries_, {});
+  ObserverList observersOfAllKeys = std::exchange(observersOfAllKeys_, {});
   isWhole_ = false;
   lookups_ = 0;
   applied_ = journal.head().load(std::memory_order_acquire);
-  Deliveries unheard;
+  Deliveries none;  // there are no observers for the moment
   journal.forEach(journal.tail(), applied_,
                   [&](const Journal::Record& record) TESSARINE_REQUIRES(mutex_) {
-                    if (!refused_.contains(record.key)) apply(record, unheard);
+                    const bool isRefused = refused_.contains(record.key);
+                    if (isRefused && !(before[std::string(record.key)].written <= record.written)) {
+                      return;
+                    }
+                    apply(record, none);
                   });
+  observersOfAllKeys_ = std::move(observersOfAllKeys);
   for (auto& [key, old] : before) {
     if (refused_.contains(key)) entryOf(key) = std::move(old);
   }
@@ -210,11 +274,17 @@ void Domain::tellDifferences(Entries& before, Deliveries& deliveries) {
   };
   for (auto& [key, old] : before) {
     if (refused_.contains(key) || (!tellsAll && old.observers.empty())) continue;
-    known(key);
+    load(key);
     Entry& now = entryOf(key);
-    now.isKnown = true;
     now.observers = std::move(old.observers);
-    tell(key, now, std::move(old.value));
+    if (now.isKnown || isWhole_) {
+      now.isKnown = true;
+      tell(key, now, std::move(old.value));
+    } else {  // unreadable at present
+      now.value = std::move(old.value);
+      now.written = old.written;
+      now.isKnown = old.isKnown;
+    }
   }
   if (!tellsAll) return;
   for (auto& [key, now] : entries_) {
@@ -249,7 +319,7 @@ void Domain::write(std::span<const Write> writes) {
   {
     const MutexLock lock(mutex_);
     takeOver(deliveries);
-    if (!removesNothing(writes)) {
+    if (!removesNothing(writes, deliveries)) {
       const bool isStored = store(encoded.records(), deliveries);
       for (const auto& write : writes) {
         change(write.key, entryOf(write.key), write.value, now, deliveries);
@@ -264,10 +334,11 @@ void Domain::write(std::span<const Write> writes) {
   deliver(deliveries);
 }
 
-bool Domain::removesNothing(std::span<const Write> writes) {
+bool Domain::removesNothing(std::span<const Write> writes, Deliveries& deliveries) {
+  if (writes.empty()) return true;
   if (writes.size() != 1 || writes.front().value) return false;
-  const Entry* const entry = known(writes.front().key);
-  return entry == nullptr || !entry->value;
+  const Entry* const entry = known(writes.front().key, deliveries);
+  return entry == nullptr || (entry->isKnown && !entry->value);
 }
 
 bool Domain::store(std::span<const Journal::Record> records, Deliveries& deliveries) {
@@ -304,20 +375,35 @@ void Domain::adoptJournal(Deliveries& deliveries) {
   freshness_.head.store(&journal.head(), std::memory_order_release);
 }
 
+/// What is only in memory, and not later in the files, counts as refused by them.
+void Domain::refuseUnknownToFiles() {
+  for (const auto& [key, entry] : entries_) {
+    Entry stored;
+    if (entry.value) look(key, stored);
+    if (entry.value && !(stored.written >= entry.written)) refused_.insert(key);
+  }
+}
+
 /// Opens and stores what could not be. True when nothing is left.
+bool Domain::retry(Deliveries& deliveries) {
+  Journal* const former = files_->journal();
+  const auto mended = files_->mend();
+  if (mended == DomainFiles::Mended::replaced) refuseUnknownToFiles();
+  if (mended != DomainFiles::Mended::nothing) adoptJournal(deliveries);
+  Journal* const journal = files_->journal();
+  if (former != nullptr && former != journal) former->wake();  // the worker may sleep there
+  if (journal != nullptr) return storeRefused(deliveries);
+  applied_ = ownHead_.load();
+  freshness_.head.store(&ownHead_, std::memory_order_release);
+  return false;
+}
+
 bool Domain::retry() {
   Deliveries deliveries;
   bool isDone = false;
   {
     const MutexLock lock(mutex_);
-    const auto mended = files_->mend();
-    if (mended == DomainFiles::Mended::replaced) {
-      for (const auto& [key, entry] : entries_) {
-        if (entry.value) refused_.insert(key);
-      }
-    }
-    if (mended != DomainFiles::Mended::nothing) adoptJournal(deliveries);
-    isDone = files_->journal() != nullptr && storeRefused(deliveries);
+    isDone = retry(deliveries);
     finish(deliveries);
   }
   deliver(deliveries);
@@ -327,7 +413,10 @@ bool Domain::retry() {
 bool Domain::synchronize() {
   if (!files_) return true;
   refresh();
-  return retry() && files_->fold();
+  bool isDone = retry() && files_->fold();
+  // What is damaged may have shown only now, and can be replaced at once.
+  if (!isDone && files_->needMending()) isDone = retry() && files_->fold();
+  return isDone;
 }
 
 // ---- observers ----
@@ -344,30 +433,27 @@ void Domain::addTo(ObserverList& observers, std::shared_ptr<const Observer> obse
 
 void Domain::addObserver(std::string_view key, const std::shared_ptr<const void>& observer,
                          const void* context, ChangeHandler handler) {
-  refresh();
   ObserverList expired;
-  const MutexLock lock(mutex_);
-  known(key);
-  Entry& entry = entryOf(key);
-  entry.isKnown = true;
-  addTo(entry.observers,
-        std::make_shared<const Observer>(
-            Observer{observer, observer.get(), context, std::move(handler)}),
-        expired);
-  if (files_) startWorker();
+  auto added = std::make_shared<const Observer>(observer, context, std::move(handler));
+  read([&](Deliveries& deliveries) TESSARINE_REQUIRES(mutex_) {
+    const bool isMissing = known(key, deliveries) == nullptr;
+    Entry& entry = entryOf(key);
+    if (isMissing) entry.isKnown = true;
+    addTo(entry.observers, std::move(added), expired);
+    if (files_) startWorker();
+  });
 }
 
 void Domain::addObserverOfAllKeys(const std::shared_ptr<const void>& observer,
                                   ChangeHandler handler) {
-  refresh();
   ObserverList expired;
-  const MutexLock lock(mutex_);
-  readAll();  // so that after a long sleep what has changed can be told
-  addTo(observersOfAllKeys_,
-        std::make_shared<const Observer>(
-            Observer{observer, observer.get(), nullptr, std::move(handler)}),
-        expired);
-  if (files_) startWorker();
+  auto added = std::make_shared<const Observer>(observer, nullptr, std::move(handler));
+  read([&](Deliveries& deliveries) TESSARINE_REQUIRES(mutex_) {
+    // So that after a long sleep what has changed can be told.
+    if (!isWhole_) askInStep(deliveries, [&]() TESSARINE_REQUIRES(mutex_) { readAll(); });
+    addTo(observersOfAllKeys_, std::move(added), expired);
+    if (files_) startWorker();
+  });
 }
 
 void Domain::removeObserver(std::string_view key, const void* observer, const void* context) {
@@ -381,6 +467,7 @@ void Domain::removeObserver(std::string_view key, const void* observer, const vo
   });
   if (found == observers.end()) return;
   removed = std::move(*found);
+  removed->isRemoved = true;
   observers.erase(found);
 }
 
@@ -389,7 +476,7 @@ void Domain::removeObserver(std::string_view key, const void* observer, const vo
 void Domain::finish(const Deliveries& deliveries) {
   if (!deliveries.empty()) {
     ++delivering_;
-  } else if (delivering_ == 0) {
+  } else if (delivering_ == 0 && freshness_.delivered.load() != applied_) {
     freshness_.delivered.store(applied_, std::memory_order_release);
   }
 }
@@ -405,6 +492,7 @@ void Domain::deliver(const Deliveries& deliveries) {
     }
   } const finally{*this};
   callAll(deliveries, [](const Delivery& delivery) {
+    if (delivery.observer->isRemoved) return;
     delivery.observer->handler(delivery.key, delivery.before, delivery.now);
   });
 }

@@ -73,15 +73,19 @@ class Domain {
   /// The same for each later change of any key.
   void addObserverOfAllKeys(const std::shared_ptr<const void>& observer, ChangeHandler handler);
 
-  /// Ends the worker; it starts again with the next observer. Not from an observer.
-  void stopWorker();
+  /// For the end of the process: ends the worker for good, tries again what was refused and carries
+  /// the journal into the database. Calls no observer.
+  void settle();
 
  private:
   struct Observer {
-    std::weak_ptr<const void> alive;
-    const void* identity;
-    const void* context;
-    ChangeHandler handler;
+    Observer(const std::shared_ptr<const void>& observer, const void* anyContext, ChangeHandler f)
+        : alive(observer), identity(observer.get()), context(anyContext), handler(std::move(f)) {}
+    const std::weak_ptr<const void> alive;
+    const void* const identity;
+    const void* const context;
+    const ChangeHandler handler;
+    mutable std::atomic<bool> isRemoved = false;
   };
   using ObserverList = std::vector<std::shared_ptr<const Observer>>;
 
@@ -110,13 +114,19 @@ class Domain {
   using Entries = std::unordered_map<std::string, Entry, KeyHash, std::equal_to<>>;
 
   Entry& entryOf(std::string_view key) TESSARINE_REQUIRES(mutex_);
-  Entry* known(std::string_view key) TESSARINE_REQUIRES(mutex_);
+  Entry* known(std::string_view key, Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
+  template <class Ask>
+  void askInStep(Deliveries& deliveries, Ask ask) TESSARINE_REQUIRES(mutex_);
+  Entry* load(std::string_view key) TESSARINE_REQUIRES(mutex_);
   void look(std::string_view key, Entry& entry) TESSARINE_REQUIRES(mutex_);
   void readAll() TESSARINE_REQUIRES(mutex_);
+  template <class Read>
+  void read(Read read);
 
   void takeOver(Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   void takeOver(Journal& journal, Deliveries& deliveries) TESSARINE_REQUIRES(mutex_, journal);
   void apply(const Journal::Record& record, Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
+  void abandonFiles() TESSARINE_REQUIRES(mutex_);
   void tellDifferences(Entries& before, Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   void startAnew(Journal& journal, Deliveries& deliveries) TESSARINE_REQUIRES(mutex_, journal);
   void change(std::string_view key, Entry& entry, Object value, double written,
@@ -124,18 +134,23 @@ class Domain {
   static void addTo(ObserverList& observers, std::shared_ptr<const Observer> observer,
                     ObserverList& expired);
 
-  bool removesNothing(std::span<const Write> writes) TESSARINE_REQUIRES(mutex_);
+  bool removesNothing(std::span<const Write> writes, Deliveries& deliveries)
+      TESSARINE_REQUIRES(mutex_);
   bool store(std::span<const Journal::Record> records, Deliveries& deliveries)
       TESSARINE_REQUIRES(mutex_);
   bool storeRefused(Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   void adoptJournal(Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
+  void refuseUnknownToFiles() TESSARINE_REQUIRES(mutex_);
+  bool retry(Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   bool retry();
 
   void finish(const Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   void deliver(const Deliveries& deliveries) TESSARINE_EXCLUDES(mutex_);
 
   void startWorker() TESSARINE_REQUIRES(mutex_);
+  void stopWorker();
   void work();
+  void catchUp(bool isRefused);
   std::int64_t foldWhenDue(const Journal& journal);
 
   const std::unique_ptr<DomainFiles> files_;  // null: in memory only
@@ -153,9 +168,12 @@ class Domain {
   std::atomic<std::uint64_t> ownHead_ = 0;  // counts writes where there is no journal
   DomainFreshness freshness_;
 
-  std::atomic<bool> stop_ = false;
+  std::atomic<bool> stop_ = false;       // for good
   std::atomic<std::uint32_t> idle_ = 0;  // where a worker without a journal sleeps
-  std::int64_t foldAt_ = 0;              // the worker's own: when the journal is due; 0: nothing is
+  // The worker's own: when the journal is due, 0 for not yet; and what failed is to be tried again.
+  std::int64_t foldAt_ = 0;
+  std::int64_t retryAt_ = 0;
+  bool isFoldFailing_ = false;
 };
 
 }  // namespace tessarine::detail

@@ -1,8 +1,11 @@
 // The thread of a domain: it notices what other processes write while someone observes, carries the
 // journal into the database a second after a write, and tries again what the disk refused.
+#include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <exception>
+#include <system_error>
 
 #include "tessarine/system/store/internal/Domain.hpp"
 
@@ -27,13 +30,32 @@ void sleepOn(std::atomic<std::uint32_t>& word, std::int64_t timeout) {
   ::syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, 0, &duration, nullptr, 0);
 }
 
+/// Threads that start meanwhile take no signals, as those are the host's.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
 }  // namespace
 
 void Domain::startWorker() {
-  if (worker_.joinable()) return;
-  stop_ = false;
-  idle_ = 0;
-  worker_ = std::thread([this] { work(); });
+  if (worker_.joinable() || stop_ || !files_) return;
+  const SignalsBlocked blocked;
+  try {
+    worker_ = std::thread([this] { work(); });
+  } catch (const std::system_error&) {
+    // No threads left. Nothing depends on it at once, and the next write tries again.
+  }
 }
 
 void Domain::stopWorker() {
@@ -41,11 +63,11 @@ void Domain::stopWorker() {
   Journal* journal = nullptr;
   {
     const MutexLock lock(mutex_);
+    stop_ = true;
     worker = std::move(worker_);
     journal = files_ ? files_->journal() : nullptr;
   }
   if (!worker.joinable()) return;
-  stop_ = true;
   idle_ = 1;
   ::syscall(SYS_futex, &idle_, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
   if (journal != nullptr) journal->wake();
@@ -63,27 +85,34 @@ void Domain::work() {
     {
       const MutexLock lock(mutex_);
       journal = files_->journal();
-      isRefused = !refused_.empty() || journal == nullptr;
+      isRefused = !refused_.empty() || journal == nullptr || files_->needMending();
     }
     const std::uint32_t ticket = journal != nullptr ? journal->ticket() : 0;
     if (stop_) return;
-    std::int64_t wait = isRefused ? second : forever;
-    try {
-      if (isRefused) retry();
-      refresh();
-    } catch (const std::exception& error) {
-      std::fprintf(stderr, "tessarine: an observer of preferences threw: %s\n", error.what());
-    } catch (...) {
-      std::fprintf(stderr, "tessarine: an observer of preferences threw\n");
-    }
+    catchUp(isRefused);
     if (journal == nullptr) {
       sleepOn(idle_, second);
       continue;
     }
-    wait = std::min(wait, foldWhenDue(*journal));
-    journal->sleep(ticket, wait);
+    const std::int64_t wait = foldWhenDue(*journal);
+    if (files_->needMending() && !isRefused) continue;
+    journal->sleep(ticket, files_->needMending() || isRefused ? std::min(wait, second) : wait);
     sleepOn(idle_, rest);
   }
+}
+
+/// Tries again what was refused, once a second, and takes over what others wrote.
+void Domain::catchUp(bool isRefused) try {
+  const std::int64_t now = monotonicNow();
+  if (isRefused && now >= retryAt_) {
+    retryAt_ = now + second;
+    if (retry()) retryAt_ = 0;
+  }
+  refresh();
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "tessarine: an observer of preferences threw: %s\n", error.what());
+} catch (...) {
+  std::fprintf(stderr, "tessarine: an observer of preferences threw\n");
 }
 
 /// Returns how long nothing is to be done for the journal.
@@ -95,10 +124,11 @@ std::int64_t Domain::foldWhenDue(const Journal& journal) {
   }
   const std::int64_t now = monotonicNow();
   if (foldAt_ == 0) foldAt_ = now + second;
-  if (used <= Journal::capacity / 2 && now < foldAt_) return foldAt_ - now;
-  const bool isFolded = files_->fold();
-  foldAt_ = isFolded ? 0 : now + second;
-  return isFolded ? forever : second;
+  const bool isFull = used > Journal::capacity / 2 && !isFoldFailing_;
+  if (!isFull && now < foldAt_) return foldAt_ - now;
+  isFoldFailing_ = !files_->fold();
+  foldAt_ = isFoldFailing_ ? now + second : 0;
+  return isFoldFailing_ ? second : forever;
 }
 
 }  // namespace tessarine::detail

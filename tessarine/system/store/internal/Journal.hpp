@@ -25,12 +25,17 @@ namespace tessarine::detail {
 ///
 /// The lock is a robust mutex in the mapping: when its holder dies, the next one gets it. The first
 /// process to open the file makes the lock anew, so none is left over from a crashed machine, and
-/// looks through the records, each of which carries its own place and a checksum.
+/// looks through the records. What is appended together carries one checksum and its place, so a
+/// torn batch is never taken for half of one.
 class TESSARINE_CAPABILITY("journal") Journal {
  public:
   static constexpr std::uint64_t capacity = std::uint64_t{1} << 20U;
 
-  enum class Kind : std::uint32_t { set, remove, inDatabase };
+  /// What may be appended at once, at most.
+  static constexpr std::uint64_t largestBatch = capacity / 4;
+
+  /// `inDatabase`: the database has the key's new value; `everything`: and maybe that of any key.
+  enum class Kind : std::uint32_t { set, remove, inDatabase, everything };
 
   /// One write. The texts point into the ring and last until `tail` has passed the record by
   /// `capacity`.
@@ -56,26 +61,33 @@ class TESSARINE_CAPABILITY("journal") Journal {
   void lock() TESSARINE_ACQUIRE();
   void unlock() TESSARINE_RELEASE();
 
-  /// Whether these records together are small enough for the ring.
+  /// Whether these records together are no more than `largestBatch`.
   static bool suits(std::span<const Record> records) noexcept;
 
-  /// Writes the records behind `head` and then publishes all of them at once. False, with nothing
-  /// published, when there is no room before `tail`.
+  /// Writes the records, which suit, behind `head` and then publishes all of them at once. False,
+  /// with nothing written, when there is no room before `tail`.
   bool append(std::span<const Record> records) TESSARINE_REQUIRES(this);
 
-  /// Whether everything from `position` to `head` is still in the ring.
+  /// Whether everything from `position` to `head` is still in the ring. Behind `head` a writer that
+  /// died may have overwritten the oldest `largestBatch` bytes.
   bool holds(std::uint64_t position) const noexcept {
-    return head().load(std::memory_order_acquire) - position <= capacity;
+    return head().load(std::memory_order_acquire) - position <= capacity - largestBatch;
   }
 
-  /// Calls `visit(record)` for each record from `begin` up to `end`, which must be ends of records
+  /// Calls `visit(record)` for each record from `begin` up to `end`, which must be ends of batches
   /// that the ring holds, and go on being held: either the lock is taken, or `begin` is not before
   /// `tail` and nobody else folds.
   template <class Visit>
   void forEach(std::uint64_t begin, std::uint64_t end,
                Visit visit) const TESSARINE_NO_THREAD_SAFETY_ANALYSIS {  // of the visitor's locks
-    for (auto position = begin; position < end;) visit(recordAt(position));
+    for (auto position = begin; position < end;) {
+      for (auto batch = batchAt(position); !batch.empty();) visit(takeRecord(batch));
+    }
   }
+
+  /// Tells every process that the files have been set aside and others stand in their place.
+  void retire();
+  bool isRetired() const noexcept { return header_->retired.load() != 0; }
 
   /// Gives the space up to `position` free. Needs no lock: `tail` only ever grows.
   void moveTail(std::uint64_t position) noexcept;
@@ -85,29 +97,39 @@ class TESSARINE_CAPABILITY("journal") Journal {
   /// lost.
   std::uint32_t ticket() noexcept;
   void sleep(std::uint32_t ticket, std::int64_t timeout) noexcept;
-  /// Wakes every sleeper. Costs one load when nobody sleeps.
+  /// Wakes every sleeper. Costs two loads when nobody sleeps.
   void wake() noexcept;
 
  private:
   struct Header {
     std::uint64_t magic;
     std::uint64_t layout;  // tells versions and word sizes apart
+    std::atomic<std::uint32_t> retired;
     pthread_mutex_t mutex;
     alignas(64) std::atomic<std::uint64_t> head;
     alignas(64) std::atomic<std::uint64_t> tail;
     alignas(64) std::atomic<std::uint32_t> bell;
-    std::atomic<std::uint32_t> sleepers;
+    std::atomic<std::uint32_t> asked;     // counts who wanted to sleep
+    std::atomic<std::uint32_t> answered;  // up to which of them all have been woken
   };
+  static constexpr std::uint64_t formatVersion = 1;
+  static constexpr std::uint64_t layoutNumber = (formatVersion << 32U) | sizeof(Header);
+  struct BatchHeader;
   struct RecordHeader;
 
   Journal(int file, Header* header, char* ring) noexcept
       : file_(file), header_(header), ring_(ring) {}
+  static std::unique_ptr<Journal> openLocked(int file, bool isFirst, std::uint64_t folded,
+                                             std::error_code& error);
   static std::uint64_t sizeOf(const Record& record) noexcept;
+  static std::uint64_t sizeOf(std::span<const Record> records) noexcept;
   void create(std::uint64_t folded);
   bool recover(std::uint64_t folded);
+  void prepareLock();
   bool isValidAt(std::uint64_t position) const;
-  Record recordAt(std::uint64_t& position) const;
-  std::uint64_t write(std::uint64_t position, const Record& record);
+  std::string_view batchAt(std::uint64_t& position) const;
+  static Record takeRecord(std::string_view& batch);
+  static char* write(char* place, const Record& record);
 
   const int file_;
   Header* const header_;
