@@ -79,6 +79,7 @@ void Domain::stopWorker() {
 }
 
 void Domain::work() {
+  std::int64_t lastWake = 0;
   while (!stop_) {
     Journal* journal = nullptr;
     bool isRefused = false;
@@ -97,7 +98,9 @@ void Domain::work() {
     const std::int64_t wait = foldWhenDue(*journal);
     if (files_->needMending() && !isRefused) continue;
     journal->sleep(ticket, files_->needMending() || isRefused ? std::min(wait, second) : wait);
-    sleepOn(idle_, rest);
+    const std::int64_t now = monotonicNow();
+    if (now - lastWake < rest) sleepOn(idle_, rest);
+    lastWake = now;
   }
 }
 
