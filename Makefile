@@ -28,7 +28,8 @@ build:
 compile: packages build $(BUILD)/build.ninja
 	@cmake --build $(BUILD) --parallel $(JOBS)
 
-run: compile
+run: packages build $(BUILD)/build.ninja
+	@cmake --build $(BUILD) --parallel $(JOBS) --target tessarine_tool
 	@build/bin/tessarine tour --out build/tour
 
 test: compile
