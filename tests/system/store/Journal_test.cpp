@@ -121,7 +121,7 @@ TEST(Journal, DeathOfTheHolderOfTheLockIsSurvivedAndTold) {
   const TemporaryFolder folder;
   ChildProcess child([&](const Channel& parent) {
     const auto journal = opened(folder / "j");
-    journal->lock();
+    const JournalLock lock(*journal);
     parent.send(1);
     return parent.receive().has_value();
   });

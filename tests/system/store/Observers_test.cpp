@@ -124,8 +124,9 @@ TEST(Observers, MayWriteRegisterAndRemoveDuringACall) {
 TEST(Observers, MayUseTheStoreWhenDestroyed) {
   const auto defaults = UserDefaults::temporary();
   struct Guard {
-    std::shared_ptr<UserDefaults> store;
+    explicit Guard(std::shared_ptr<UserDefaults> defaults) : store(std::move(defaults)) {}
     ~Guard() { store->set(store->object("k"), "copy"); }
+    std::shared_ptr<UserDefaults> store;
   };
   defaults->set(1, "k");
   auto token = defaults->observe("k", [guard = std::make_shared<Guard>(defaults)](const auto&) {});

@@ -95,6 +95,7 @@ TEST(Processes, ObserversHearOfWritesHoweverLateTheyAre) {
     std::mutex mutex;
     std::condition_variable heard;
     std::optional<ChangeDictionary> change;
+    parent.receive();
     const auto defaults = suiteIn(folder);
     const auto gate = defaults->observe("gate", [&](const auto&) {
       parent.send(1);
@@ -116,8 +117,9 @@ TEST(Processes, ObserversHearOfWritesHoweverLateTheyAre) {
   });
   Domain domain(folder / "domain");
   set(domain, "n", 1);
+  child.send(1);
   child.receive();
-  if (integer(domain.object("n")) == 1) set(domain, "gate", true);
+  set(domain, "gate", true);
   child.receive();
   for (int i = 0; i < 60; ++i) set(domain, "much", std::string(60'000, 'x'));
   set(domain, "n", 2);
@@ -134,7 +136,7 @@ TEST(Processes, GoOnAfterOneThatDiedWithTheLockHeld) {
     parent.receive();
     std::error_code error;
     const auto journal = Journal::open(folder / "domain.journal", 0, error);
-    journal->lock();
+    const JournalLock lock(*journal);
     Database database(folder / "domain.sqlite");
     database.apply([](std::uint64_t folded) {
       static const std::string three("\x02\3\0\0\0\0\0\0\0", 9);
