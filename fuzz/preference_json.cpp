@@ -1,7 +1,7 @@
 // What is read is written as a text that reads as the same object.
 #include <cstdlib>
 
-#include "PreferenceJson.hpp"
+#include "tools/tessarine/PreferenceJson.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   using namespace tessarine;

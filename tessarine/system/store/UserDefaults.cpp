@@ -127,7 +127,7 @@ std::shared_ptr<UserDefaults> UserDefaults::temporary() {
                                     std::make_unique<detail::Domain>());
 }
 
-void UserDefaults::setDirectory(std::string directory) {
+void UserDefaults::setDirectory(const std::string& directory) {
   auto& registry = UserDefaultsRegistry::shared();
   const MutexLock lock(registry.mutex);
   registry.directory =

@@ -94,7 +94,7 @@ class TESSARINE_EXPORT UserDefaults : public std::enable_shared_from_this<UserDe
   /// relative path counts from the working directory of this moment.
   /// Until then it is ".config/NAME" in the home directory of the user's passwd entry, NAME being
   /// the program's. Programs that share suites name one folder.
-  static void setDirectory(std::string directory);
+  static void setDirectory(const std::string& directory);
 
   ~UserDefaults();
   UserDefaults(const UserDefaults&) = delete;

@@ -135,17 +135,19 @@ TEST(Failures, DamagedFilesAreSetAsideAndTheDomainWorksOn) {
   struct Row {
     const char* reason;
     const char* file;
-    std::string (*damage)(std::string);
+    std::string (*damage)(const std::string&);
   };
   const Row rows[] = {
       {"garbage header", "domain.sqlite",
-       [](std::string whole) { return std::string(100, '?') + whole.substr(100); }},
-      {"another format altogether", "domain.sqlite", [](std::string) { return std::string("{}"); }},
-      {"truncated", "domain.sqlite", [](std::string whole) { return whole.substr(0, 4096); }},
+       [](const std::string& whole) { return std::string(100, '?') + whole.substr(100); }},
+      {"another format altogether", "domain.sqlite",
+       [](const std::string&) { return std::string("{}"); }},
+      {"truncated", "domain.sqlite",
+       [](const std::string& whole) { return whole.substr(0, 4096); }},
       {"truncated journal", "domain.journal",
-       [](std::string whole) { return whole.substr(0, 100'000); }},
+       [](const std::string& whole) { return whole.substr(0, 100'000); }},
       {"garbage journal", "domain.journal",
-       [](std::string whole) { return std::string(whole.size(), '?'); }},
+       [](const std::string& whole) { return std::string(whole.size(), '?'); }},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.reason);
