@@ -134,8 +134,8 @@ class TESSARINE_EXPORT UserDefaults : public std::enable_shared_from_this<UserDe
   void addObserver(const std::shared_ptr<KeyValueObserving>& observer, std::string_view keyPath,
                    KeyValueObservingOptions options = KeyValueObservingOptions::newValue,
                    void* context = nullptr);
-  /// Ends the registration of that observer, key and context. A call that has begun on another
-  /// thread may still be running.
+  /// Ends the registration of that observer, key and context, also for a change whose observers are
+  /// just being called. A call that has begun on another thread may still be running.
   void removeObserver(const KeyValueObserving& observer, std::string_view keyPath,
                       void* context = nullptr);
 

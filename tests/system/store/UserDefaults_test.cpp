@@ -97,18 +97,5 @@ TEST(UserDefaults, TemporaryOnesLeaveNoTraceAndShareNothing) {
   EXPECT_TRUE(folder.names("").empty());
 }
 
-TEST(UserDefaults, KnowWhenAKeyWasLastWritten) {
-  const auto defaults = UserDefaults::temporary();
-  EXPECT_EQ(defaults->lastWritten("k"), std::nullopt);
-  const auto begin = Date::now();
-  defaults->set(1, "k");
-  const auto set = defaults->lastWritten("k");
-  ASSERT_TRUE(set.has_value());
-  EXPECT_GE(*set, begin);
-  defaults->removeObject("k");
-  EXPECT_GE(defaults->lastWritten("k").value(), *set) << "a removal counts";
-  EXPECT_LE(defaults->lastWritten("k").value(), Date::now());
-}
-
 }  // namespace
 }  // namespace tessarine
