@@ -27,7 +27,7 @@ class Timer : private WheelEntry {
 
   /// Arms the timer, or moves its deadline if it is pending. True if it was not pending: there will
   /// be one call more. A deadline in the past is due at once, still on the timer thread.
-  bool schedule(DispatchTime deadline);
+  bool schedule(DispatchTime time);
 
   /// True if the timer was pending: there will be one call less. False if it was not: it has not
   /// been armed, or its function has been called or is about to be, for which the caller provides
@@ -60,8 +60,9 @@ class TimerService {
 
  private:
   TimerService() = default;
-  void add(Timer& timer, DispatchTime deadline, bool& mustWake) TESSARINE_REQUIRES(mutex_);
-  void startThread();
+  void callDue(TimerWheel& wheel, std::uint64_t now, MutexLock& lock);
+  /// Has the thread look at the wheel. Called without the lock.
+  void wakeThread(bool hadThread);
   void run();
 
   Mutex mutex_;

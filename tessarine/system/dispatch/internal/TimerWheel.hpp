@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace tessarine::detail {
@@ -50,6 +51,9 @@ class TimerWheel {
   /// Takes out `entry`, which is pending in this wheel.
   void remove(WheelEntry& entry) noexcept;
 
+  /// Gives `entry`, which is pending in this wheel, another deadline. A later one costs a store.
+  void move(WheelEntry& entry, std::uint64_t deadline) noexcept;
+
   /// A time at or before that of the next entry; `never` when there is none. Lies before it at most
   /// once an entry that was removed or put off, until `takeDue` has been called for that time.
   std::uint64_t nextTime() const noexcept;
@@ -71,6 +75,7 @@ class TimerWheel {
   static void append(TimerLink& list, TimerLink& link) noexcept;
   static void unlink(TimerLink& link) noexcept;
   void file(WheelEntry& entry) noexcept;
+  std::optional<unsigned> nextSlot() const noexcept;
   /// Opens the first slot that begins at or before `now`; false when there is none.
   bool openNextSlot(std::uint64_t now);
 
