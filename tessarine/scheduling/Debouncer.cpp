@@ -1,9 +1,12 @@
 #include "tessarine/scheduling/Debouncer.hpp"
 
 #include <atomic>
+#include <exception>
+#include <string>
 #include <utility>
 
 #include "tessarine/system/dispatch/DispatchWorkItem.hpp"
+#include "tessarine/system/dispatch/Task.hpp"
 #include "tessarine/system/dispatch/internal/TimerService.hpp"
 #include "tessarine/values/fatal.hpp"
 
@@ -11,6 +14,23 @@ namespace tessarine {
 
 using WorkItem = std::shared_ptr<DispatchWorkItem>;
 using Queue = std::shared_ptr<DispatchQueue>;
+
+namespace {
+
+/// The delay of the asynchronous channel.
+std::uint64_t nanosecondsOf(double seconds) {
+  const double nanoseconds = seconds * 1e9;
+  if (!(nanoseconds > -1 && nanoseconds < 0x1p64))
+    fatal("An asynchronous debounce is given a delay of " + std::to_string(seconds) +
+          " seconds; it must be above -1 and below 2^64 nanoseconds.");
+  return nanoseconds > 0 ? static_cast<std::uint64_t>(nanoseconds) : 0;
+}
+
+[[noreturn]] void refuse(const char* what) {
+  fatal(std::string("An exception left the action of an asynchronous debounce: ") + what);
+}
+
+}  // namespace
 
 /// What a debouncer leaves to the timer and to blocks that are under way.
 ///
@@ -56,12 +76,39 @@ class Debouncer::State : public detail::Timer {
     });
   }
 
+  /// The task before it is cancelled outside of the state queue, as that may run the host's
+  /// handlers.
+  void requestTask(std::shared_ptr<Debouncer> self, std::uint64_t nanoseconds,
+                   std::function<Async<>()> action) {
+    std::optional<Task<>> former;
+    stateQueue_->sync([&] {
+      former = std::move(task_);
+      task_.emplace([self = std::move(self), nanoseconds, hadTask = former.has_value(),
+                     action = std::move(action)] {
+        return runTask(*self->state_, nanoseconds, hadTask, action);
+      });
+    });
+    if (former) former->cancel();
+  }
+
+  void cancelTask() {
+    std::optional<Task<>> task;
+    stateQueue_->sync([&] { task.swap(task_); });
+    if (task) task->cancel();
+  }
+
   void cancelWork() {
     drop([this] { ++count_; }, [] {});
   }
 
   void reset() {
-    drop([] {}, [this] { count_ = 0; });
+    std::optional<Task<>> task;
+    drop([] {},
+         [&] {
+           count_ = 0;
+           task.swap(task_);
+         });
+    if (task) task->cancel();
   }
 
   std::int64_t count() const {
@@ -95,6 +142,26 @@ class Debouncer::State : public detail::Timer {
     if (hadCall) release();
   }
 
+  /// The body of a task; its arguments live in the task's operation.
+  static Async<> runTask(State& state, std::uint64_t nanoseconds, bool hadTask,
+                         const std::function<Async<>()>& action) {
+    if (hadTask) state.stateQueue_->sync([&] { ++state.count_; });
+    try {
+      co_await Task<>::sleep(nanoseconds);
+    } catch (const CancellationError&) {  // looked at below
+    }
+    if (Task<>::isCancelledHere()) co_return;
+    try {
+      co_await action();
+    } catch (const CancellationError&) {  // how an action that was replaced comes to its end
+    } catch (const std::exception& error) {
+      refuse(error.what());
+    } catch (...) {
+      refuse("of a type that is no std::exception");
+    }
+    state.stateQueue_->sync([&] { state.count_ = 0; });
+  }
+
   static void timeHasCome(Timer& timer) noexcept {
     Share share(static_cast<State&>(timer));
     WorkItem item;
@@ -122,6 +189,7 @@ class Debouncer::State : public detail::Timer {
   WorkItem workItem_;
   Queue onQueue_;  // null unless `workItem_` waits for its time
   DispatchTime deadline_;
+  std::optional<Task<>> task_;  // the latest, ended or not
   std::int64_t count_ = 0;
 };
 
@@ -129,6 +197,7 @@ Debouncer::Debouncer(double seconds) : interval_(seconds), state_(new State) {}
 
 Debouncer::~Debouncer() {
   state_->cancelWork();
+  state_->cancelTask();
   state_->release();
 }
 
@@ -141,6 +210,14 @@ void Debouncer::debounce(const Queue& onQueue, std::optional<double> overrideInt
   if (!onQueue) fatal("A debouncer is given a null queue.");
   if (!action) fatal("A debouncer is given an empty action.");
   state_->request(onQueue, overrideInterval.value_or(interval_), std::move(action));
+}
+
+void Debouncer::debounce(std::optional<double> overrideInterval, std::function<Async<>()> action) {
+  if (!action) fatal("A debouncer is given an empty action.");
+  std::shared_ptr<Debouncer> self = weak_from_this().lock();
+  if (!self) fatal("An asynchronous debounce on a debouncer that no std::shared_ptr holds.");
+  state_->requestTask(std::move(self), nanosecondsOf(overrideInterval.value_or(interval_)),
+                      std::move(action));
 }
 
 void Debouncer::cancelWork() { state_->cancelWork(); }

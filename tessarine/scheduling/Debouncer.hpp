@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
 #include "tessarine/export.hpp"
+#include "tessarine/system/dispatch/Async.hpp"
 #include "tessarine/system/dispatch/Block.hpp"
 #include "tessarine/system/dispatch/DispatchQueue.hpp"
 
@@ -22,7 +24,10 @@ namespace tessarine {
 /// longer than the delay may overlap with the next one if their queues allow it. Destroying the
 /// debouncer, also inside its own action, drops a request that has not begun. A request allocates
 /// one object and replaces the timer of the one before it, so a burst leaves nothing behind.
-class TESSARINE_EXPORT Debouncer {
+///
+/// Beside requests for a queue there are those for a task, the asynchronous channel. Each channel
+/// replaces its own requests only; they share the count and `reset`.
+class TESSARINE_EXPORT Debouncer : public std::enable_shared_from_this<Debouncer> {
  public:
   /// `seconds`: the delay of requests that give none.
   explicit Debouncer(double seconds);
@@ -42,12 +47,19 @@ class TESSARINE_EXPORT Debouncer {
   void debounce(const std::shared_ptr<DispatchQueue>& onQueue,
                 std::optional<double> overrideInterval, Block action);
 
+  /// Asks for `action` in a task of its own, likewise; it needs the debouncer to be held by a
+  /// `std::shared_ptr` and keeps it alive until it has run or been replaced. A request that comes
+  /// while the action runs cancels its task, which is for the action to heed: a `CancellationError`
+  /// that leaves it is its end, any other exception a programmer error that ends the process. So is
+  /// a delay that is no number of nanoseconds above -1 and below 2^64.
+  void debounce(std::optional<double> overrideInterval, std::function<Async<>()> action);
+
   /// Drops the latest request unless its action has begun; none starts once this has returned.
   /// Counts like a request if there was one since the last `cancelWork` or `reset`, even one that
   /// has run.
   void cancelWork();
 
-  /// Drops the latest request and sets the count to 0.
+  /// Drops the latest request of both channels and sets the count to 0.
   void reset();
 
   /// How many requests found an earlier one, whether it had run or not, and how many `cancelWork`

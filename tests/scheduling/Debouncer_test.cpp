@@ -13,6 +13,7 @@
 
 #include "tessarine/system/dispatch/MainQueue.hpp"
 #include "tessarine/system/dispatch/ManualClock.hpp"
+#include "tessarine/system/dispatch/Task.hpp"
 
 #include <gtest/gtest.h>
 
@@ -129,6 +130,142 @@ TEST(Debouncer, EverySequenceOfSevenStepsIsAsTheModelHasIt) {
     clock.advance(2 * interval);
     ASSERT_EQ(runs, model.runs) << told << ", destroyed";
   }
+}
+
+// Likewise. A task that was replaced or dropped counts itself in before it ends, so the clock
+// settles after each step; a running count is what `hadTask` at the request made of it.
+TEST(AsyncDebouncer, EverySequenceOfSevenStepsIsAsTheModelHasIt) {
+  enum Step { request, cancel, reset, wait };
+  constexpr int length = 7;
+  constexpr int interval = 10;
+  constexpr int oneWait = 6;
+  ManualClock clock;
+  for (int sequence = 0; sequence < 1 << (2 * length); ++sequence) {
+    std::string told;
+    std::atomic<int> runs = 0;
+    int now = 0;
+    bool stored = false;
+    std::optional<int> due;
+    int count = 0;
+    int expected = 0;
+    auto debouncer = std::make_shared<Debouncer>(interval);
+    for (int i = 0; i < length; ++i) {
+      const int step = (sequence >> (2 * i)) & 3;
+      told += "qcrw"[step];
+      if (step == request) {
+        debouncer->debounce(std::nullopt, [&]() -> Async<> {
+          ++runs;
+          co_return;
+        });
+        count += stored ? 1 : 0;
+        stored = true;
+        due = now + interval;
+      } else if (step == cancel) {
+        debouncer->cancelWork();
+      } else if (step == reset) {
+        debouncer->reset();
+        count = 0;
+        stored = false;
+        due.reset();
+      } else {
+        clock.advance(oneWait);
+        now += oneWait;
+      }
+      clock.settle();
+      if (due && *due <= now) {
+        ++expected;
+        count = 0;
+        due.reset();
+      }
+      ASSERT_EQ(runs, expected) << told;
+      ASSERT_EQ(debouncer->debounceCount(), count) << told;
+    }
+    debouncer.reset();
+    clock.advance(2 * interval);
+    ASSERT_EQ(runs, expected + (due ? 1 : 0)) << told << ", let go: a waiting request still runs";
+  }
+}
+
+TEST(AsyncDebouncer, ChannelsReplaceTheirOwnRequestsAndShareCountAndReset) {
+  ManualClock clock;
+  const auto queue = makeQueue();
+  auto debouncer = std::make_shared<Debouncer>(0.1);
+  const std::weak_ptr<Debouncer> watched = debouncer;
+  std::atomic<int> onQueue = 0;
+  std::atomic<int> inTask = 0;
+  const auto request = [&] {
+    debouncer->debounce(queue, [&] { ++onQueue; });
+    debouncer->debounce(0.2, [&]() -> Async<> {
+      ++inTask;
+      co_return;
+    });
+    clock.settle();
+  };
+  request();
+  EXPECT_EQ(debouncer->debounceCount(), 0);
+  request();
+  EXPECT_EQ(debouncer->debounceCount(), 2);
+  debouncer->cancelWork();
+  EXPECT_EQ(debouncer->debounceCount(), 3);
+  clock.advance(0.2);
+  EXPECT_EQ(onQueue, 0);
+  EXPECT_EQ(inTask, 1);
+  EXPECT_EQ(debouncer->debounceCount(), 0);
+  request();
+  debouncer->reset();
+  clock.advance(1);
+  EXPECT_EQ(onQueue + inTask, 1);
+  request();
+  debouncer.reset();
+  EXPECT_FALSE(watched.expired()) << "the task keeps it, and with it the other channel's request";
+  clock.advance(0.2);
+  EXPECT_EQ(onQueue, 1);
+  EXPECT_EQ(inTask, 2);
+  EXPECT_TRUE(watched.expired());
+}
+
+TEST(AsyncDebouncer, ARunningActionIsToldThatItIsReplaced) {
+  ManualClock clock;
+  auto debouncer = std::make_shared<Debouncer>(0.1);
+  bool cancelled = false;
+  bool again = false;
+  debouncer->debounce(std::nullopt, [&]() -> Async<> {
+    debouncer->debounce(0.0, [&]() -> Async<> {
+      again = true;
+      co_return;
+    });
+    cancelled = Task<>::isCancelledHere();
+    co_await Task<>::sleep(1);  // throws, which ends it quietly
+    ADD_FAILURE();
+  });
+  clock.advance(0.1);
+  EXPECT_TRUE(cancelled);
+  EXPECT_TRUE(again);
+}
+
+TEST(AsyncDebouncerDeath, MisuseIsNamed) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto nothing = []() -> Async<> { co_return; };
+  const auto debouncer = std::make_shared<Debouncer>(0.1);
+  EXPECT_DEATH(debouncer->debounce(-1.0, nothing), "delay of -1.000000 seconds");
+  EXPECT_DEATH(debouncer->debounce(2e10, nothing), "delay of 20000000000.000000 seconds");
+  EXPECT_DEATH(debouncer->debounce(std::numeric_limits<double>::infinity(), nothing), "of inf sec");
+  EXPECT_DEATH(debouncer->debounce(std::numeric_limits<double>::quiet_NaN(), nothing),
+               "nan seconds");
+  EXPECT_DEATH(Debouncer(1).debounce(std::nullopt, nothing), "no std::shared_ptr holds");
+  EXPECT_DEATH(
+      {
+        ManualClock clock;
+        debouncer->debounce(0.1, []() -> Async<> {
+          throw std::runtime_error("no such page");
+          co_return;
+        });
+        clock.advance(0.1);
+      },
+      "asynchronous debounce: no such page");
+  ManualClock clock;
+  debouncer->debounce(-0.5e-9, nothing);  // truncates to none
+  clock.settle();
 }
 
 TEST(Debouncer, AnyDoubleIsADelay) {
