@@ -11,7 +11,7 @@ namespace tessarine {
 
 /// Ends something, such as a subscription, once: on `cancel` or when it goes away. Hold it for as
 /// long as that something shall last. Empty when made without an action or moved from.
-class TESSARINE_EXPORT [[nodiscard]] AnyCancellable {
+class TESSARINE_EXPORT AnyCancellable {
  public:
   AnyCancellable() noexcept = default;
   explicit AnyCancellable(Block action);

@@ -175,8 +175,10 @@ class Task {
   std::shared_ptr<detail::TaskState<T>> state_;
 };
 
-template <class F, class... Queue>
-Task(F, Queue...) -> Task<detail::AsyncResult<F&>>;
+template <class F>
+Task(F) -> Task<detail::AsyncResult<F&>>;
+template <class F>
+Task(F, std::shared_ptr<DispatchQueue>) -> Task<detail::AsyncResult<F&>>;
 
 /// Awaits `operation`, a callable that answers an `Async`. If the current task is cancelled
 /// meanwhile, `onCancel` runs at once on the cancelling thread; if it was before, here. When the
