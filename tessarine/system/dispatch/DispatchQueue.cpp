@@ -121,12 +121,13 @@ void DispatchQueue::asyncAfter(DispatchTime deadline, std::shared_ptr<DispatchWo
 
 std::function<void()> DispatchQueue::debounce(double delay, Block action) {
   struct Limit {
-    double delay;
+    Limit(double itsDelay, Block itsAction) : delay(itsDelay), action(std::move(itsAction)) {}
+    const double delay;
     Block action;
-    std::atomic<DispatchTime> lastFireTime;
+    std::atomic<DispatchTime> lastFireTime{DispatchTime::now()};
     DispatchTime deadline() const { return lastFireTime.load() + delay; }
   };
-  auto limit = std::make_shared<Limit>(delay, std::move(action), DispatchTime::now());
+  auto limit = std::make_shared<Limit>(delay, std::move(action));
   return [self = handle(), limit = std::move(limit)] {
     self->asyncAfter(limit->deadline(), [limit] {
       const DispatchTime now = DispatchTime::now();

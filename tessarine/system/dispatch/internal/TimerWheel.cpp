@@ -88,13 +88,15 @@ bool TimerWheel::openNextSlot(std::uint64_t now) {
     time_ = std::max(time_, now);
     return false;
   }
+  // What was put off beyond the slot stays behind what lies in between.
+  const std::uint64_t last = start + (std::uint64_t{1} << *slot / slotsOnLevel * groupBits) - 1;
   time_ = start;
   occupied_[*slot / slotsOnLevel] &= ~(std::uint64_t{1} << *slot % slotsOnLevel);
   TimerLink& list = slots_[*slot];
   while (!list.isAlone()) {
     auto& entry = static_cast<WheelEntry&>(*list.next);
     unlink(entry);
-    if (entry.deadline > now)
+    if (entry.deadline > std::min(now, last))
       file(entry);
     else
       opened_.push_back(&entry);
