@@ -135,7 +135,7 @@ TEST(PublisherStreams, DroppingTheIteratorCancelsTheSubscription) {
     AnyCancellable sink(std::function<void(const Completion<Never>&)>,
                         std::function<void(const int&)> receive) const {
       receive(1);
-      return AnyCancellable([cancelled = cancelled] { ++*cancelled; });
+      return AnyCancellable([cancelled = cancelled, receive] { ++*cancelled; });
     }
   };
   const AsyncStream<int> kept = stream(Counting{token});
