@@ -68,123 +68,75 @@ TEST(Debouncer, TheOverrideIsForItsRequestAlone) {
   EXPECT_EQ(debouncer.interval(), 0.1);
 }
 
-// All sequences of seven steps, checked after each, so shorter ones too. A wait is six tenths of
-// the interval: one leaves a request waiting, two end it.
-TEST(Debouncer, EverySequenceOfSevenStepsIsAsTheModelHasIt) {
-  enum Step { request, cancel, reset, wait };
-  constexpr int length = 7;
-  constexpr int interval = 10;
-  constexpr int oneWait = 6;
-  struct Model {
-    int now = 0;
-    bool stored = false;
-    std::optional<int> due;
-    int count = 0;
-    int runs = 0;
-    void apply(int step) {
-      switch (step) {
-        case request:
-          count += stored ? 1 : 0;
-          stored = true;
-          due = now + interval;
-          return;
-        case cancel:
-          count += stored ? 1 : 0;
-          stored = false;
-          due.reset();
-          return;
-        case reset:
-          count = 0;
-          stored = false;
-          due.reset();
-          return;
-        default:
-          now += oneWait;
-          if (!due || *due > now) return;
-          ++runs;
-          count = 0;
-          due.reset();
-      }
+constexpr int interval = 10;
+constexpr int oneWait = 6;  // one leaves a request waiting, two end it
+enum Step { request, cancel, reset, wait };
+
+/// What one channel promises; the other one is not used.
+struct Model {
+  static constexpr int never = std::numeric_limits<int>::max();
+  const bool isAsynchronous;
+  int now = 0;
+  bool stored = false;
+  int due = never;
+  int count = 0;
+  int runs = 0;
+
+  void apply(int step) {
+    if (step == wait) now += oneWait;
+    if (step == cancel && isAsynchronous) return;
+    if ((step == request || step == cancel) && stored) ++count;
+    if (step == reset) count = 0;
+    if (step != wait) {
+      stored = step == request;
+      due = stored ? now + interval : never;
     }
-  };
+    if (due > now) return;
+    ++runs;
+    count = 0;
+    due = never;
+  }
+};
+
+/// All sequences of seven steps, checked after each, so shorter ones too. The clock settles after a
+/// step, as a task counts itself in when it begins.
+void checkEverySequence(bool isAsynchronous) {
+  constexpr int length = 7;
   ManualClock clock;
   const auto queue = makeQueue();
   for (int sequence = 0; sequence < 1 << (2 * length); ++sequence) {
     std::string told;
     std::atomic<int> runs = 0;
-    Model model;
-    {
-      Debouncer debouncer(interval);
-      for (int i = 0; i < length; ++i) {
-        const int step = (sequence >> (2 * i)) & 3;
-        told += "qcrw"[step];
-        model.apply(step);
-        if (step == request) debouncer.debounce(queue, [&] { ++runs; });
-        if (step == cancel) debouncer.cancelWork();
-        if (step == reset) debouncer.reset();
-        if (step == wait) clock.advance(oneWait);
-        ASSERT_EQ(runs, model.runs) << told;
-        ASSERT_EQ(debouncer.debounceCount(), model.count) << told;
-      }
-    }
-    clock.advance(2 * interval);
-    ASSERT_EQ(runs, model.runs) << told << ", destroyed";
-  }
-}
-
-// Likewise. A task that was replaced or dropped counts itself in before it ends, so the clock
-// settles after each step; a running count is what `hadTask` at the request made of it.
-TEST(AsyncDebouncer, EverySequenceOfSevenStepsIsAsTheModelHasIt) {
-  enum Step { request, cancel, reset, wait };
-  constexpr int length = 7;
-  constexpr int interval = 10;
-  constexpr int oneWait = 6;
-  ManualClock clock;
-  for (int sequence = 0; sequence < 1 << (2 * length); ++sequence) {
-    std::string told;
-    std::atomic<int> runs = 0;
-    int now = 0;
-    bool stored = false;
-    std::optional<int> due;
-    int count = 0;
-    int expected = 0;
+    Model model{.isAsynchronous = isAsynchronous};
     auto debouncer = std::make_shared<Debouncer>(interval);
     for (int i = 0; i < length; ++i) {
       const int step = (sequence >> (2 * i)) & 3;
       told += "qcrw"[step];
-      if (step == request) {
+      model.apply(step);
+      if (step == request && isAsynchronous)
         debouncer->debounce(std::nullopt, [&]() -> Async<> {
           ++runs;
           co_return;
         });
-        count += stored ? 1 : 0;
-        stored = true;
-        due = now + interval;
-      } else if (step == cancel) {
-        debouncer->cancelWork();
-      } else if (step == reset) {
-        debouncer->reset();
-        count = 0;
-        stored = false;
-        due.reset();
-      } else {
-        clock.advance(oneWait);
-        now += oneWait;
-      }
+      else if (step == request)
+        debouncer->debounce(queue, [&] { ++runs; });
+      if (step == cancel) debouncer->cancelWork();
+      if (step == reset) debouncer->reset();
+      if (step == wait) clock.advance(oneWait);
       clock.settle();
-      if (due && *due <= now) {
-        ++expected;
-        count = 0;
-        due.reset();
-      }
-      ASSERT_EQ(runs, expected) << told;
-      ASSERT_EQ(debouncer->debounceCount(), count) << told;
+      ASSERT_EQ(runs, model.runs) << told;
+      ASSERT_EQ(debouncer->debounceCount(), model.count) << told;
     }
     debouncer.reset();
     clock.advance(2 * interval);
-    ASSERT_EQ(runs, expected + (due ? 1 : 0)) << told << ", let go: a waiting request still runs";
+    // A waiting task keeps its debouncer and runs; a waiting item does not.
+    ASSERT_EQ(runs, model.runs + (isAsynchronous && model.due != Model::never ? 1 : 0)) << told;
   }
 }
+
+TEST(Debouncer, EverySequenceOfSevenStepsIsAsTheModelHasIt) { checkEverySequence(false); }
+
+TEST(AsyncDebouncer, EverySequenceOfSevenStepsIsAsTheModelHasIt) { checkEverySequence(true); }
 
 TEST(AsyncDebouncer, ChannelsReplaceTheirOwnRequestsAndShareCountAndReset) {
   ManualClock clock;
