@@ -31,6 +31,8 @@ target_compile_options(tessarine_conventions INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-Wno-missing-field-initializers -fpch-preprocess>)
 if(TESSARINE_SANITIZE)
   target_compile_options(tessarine_conventions INTERFACE
-    -fsanitize=${TESSARINE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+    -fsanitize=${TESSARINE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1
+    # Clang 14 cannot assemble what this one check adds to a coroutine.
+    $<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=function>)
   target_link_options(tessarine_conventions INTERFACE -fsanitize=${TESSARINE_SANITIZE})
 endif()

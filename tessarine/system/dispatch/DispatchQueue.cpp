@@ -5,6 +5,7 @@
 #include "tessarine/system/dispatch/DispatchWorkItem.hpp"
 #include "tessarine/system/dispatch/internal/MainLoop.hpp"
 #include "tessarine/system/dispatch/internal/RunBlock.hpp"
+#include "tessarine/system/dispatch/internal/TimerService.hpp"
 #include "tessarine/system/dispatch/internal/Waiting.hpp"
 #include "tessarine/system/dispatch/internal/WorkerPool.hpp"
 #include "tessarine/values/fatal.hpp"
@@ -93,12 +94,67 @@ void DispatchQueue::push(AsyncNode* node) {
   }
 }
 
-/// Has the blocks from `first` on run elsewhere. The caller has the turn and gives it away.
-void DispatchQueue::scheduleDrain(QueueNode* first) noexcept {
+struct DispatchQueue::Delayed : detail::Timer {
+  std::shared_ptr<DispatchQueue> queue;
+  AsyncNode* node;
+
+  Delayed(std::shared_ptr<DispatchQueue> itsQueue, AsyncNode* itsNode)
+      : Timer(submit), queue(std::move(itsQueue)), node(itsNode) {}
+
+  static void submit(detail::Timer& timer) noexcept {
+    const std::unique_ptr<Delayed> self(static_cast<Delayed*>(&timer));
+    self->queue->push(self->node);
+  }
+};
+
+void DispatchQueue::pushAfter(DispatchTime deadline, AsyncNode* node) {
+  std::unique_ptr<AsyncNode, detail::RecycleNode> owned(node);
+  if (deadline <= Clock::now()) return push(owned.release());
+  auto delayed = std::make_unique<Delayed>(handle(), owned.release());
+  delayed.release()->schedule(deadline);
+}
+
+void DispatchQueue::asyncAfter(DispatchTime deadline, std::shared_ptr<DispatchWorkItem> item) {
+  if (!item) fatal("A null work item is submitted to queue \"" + label_ + "\".");
+  asyncAfter(deadline, [item = std::move(item)] { item->perform(); });
+}
+
+std::function<void()> DispatchQueue::debounce(double delay, Block action) {
+  struct Limit {
+    Limit(double itsDelay, Block itsAction) : delay(itsDelay), action(std::move(itsAction)) {}
+    const double delay;
+    Block action;
+    std::atomic<DispatchTime> lastFireTime{DispatchTime::now()};
+    DispatchTime deadline() const { return lastFireTime.load() + delay; }
+  };
+  auto limit = std::make_shared<Limit>(delay, std::move(action));
+  return [self = handle(), limit = std::move(limit)] {
+    self->asyncAfter(limit->deadline(), [limit] {
+      const DispatchTime now = DispatchTime::now();
+      if (now < limit->deadline()) return;
+      limit->lastFireTime.store(now);
+      limit->action();
+    });
+  };
+}
+
+bool DispatchQueue::isMainQueue() noexcept { return isCurrent(*main()); }
+
+bool DispatchQueue::isCurrent(const DispatchQueue& queue) noexcept {
+  for (const DispatchQueue* each = current(); each; each = each->target_.get())
+    if (each == &queue) return true;
+  return false;
+}
+
+std::shared_ptr<DispatchQueue> DispatchQueue::handle() {
   std::shared_ptr<DispatchQueue> self = weak_from_this().lock();
   if (!self) fatal("Queue \"" + label_ + "\" is not held by a std::shared_ptr.");
-  AsyncNode* const drainer =
-      detail::makeNode([self = std::move(self), first] { self->drain(first); });
+  return self;
+}
+
+/// Has the blocks from `first` on run elsewhere. The caller has the turn and gives it away.
+void DispatchQueue::scheduleDrain(QueueNode* first) noexcept {
+  AsyncNode* const drainer = detail::makeNode([self = handle(), first] { self->drain(first); });
   if (target_)
     target_->push(drainer);
   else

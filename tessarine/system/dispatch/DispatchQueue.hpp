@@ -13,7 +13,10 @@
 
 #include "tessarine/export.hpp"
 #include "tessarine/system/dispatch/Block.hpp"
+#include "tessarine/system/dispatch/Clock.hpp"
+#include "tessarine/system/dispatch/DispatchQoS.hpp"
 #include "tessarine/system/dispatch/DispatchSpecificKey.hpp"
+#include "tessarine/system/dispatch/DispatchWorkItemFlags.hpp"
 #include "tessarine/system/dispatch/Mutex.hpp"
 #include "tessarine/system/dispatch/QueueNode.hpp"
 
@@ -90,6 +93,44 @@ class TESSARINE_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispa
   /// Performs `item` later; skipped if cancelled by then.
   void async(std::shared_ptr<DispatchWorkItem> item);
 
+  /// As `async` at `deadline`, or right after, never before; at once if that is past, and never at
+  /// the distant future. Until then it holds no place in the queue, but it keeps the queue alive.
+  template <class F>
+  requires detail::BlockSource<F>
+  void asyncAfter(DispatchTime deadline, F&& block) {
+    pushAfter(deadline, detail::makeNode(std::forward<F>(block)));
+  }
+
+  /// Performs `item` at `deadline`; skipped, then, if cancelled.
+  void asyncAfter(DispatchTime deadline, std::shared_ptr<DispatchWorkItem> item);
+
+  /// Runs `block` `delay` seconds from now. Any double is a delay; see `DispatchTime`.
+  template <class F>
+  requires detail::BlockSource<F>
+  void asyncAfter(double delay, F&& block) {
+    asyncAfter(DispatchTime::now() + delay, std::forward<F>(block));
+  }
+  template <class F>
+  requires detail::BlockSource<F>
+  void asyncAfter(double delay, [[maybe_unused]] DispatchQoS qos,
+                  [[maybe_unused]] DispatchWorkItemFlags flags, F&& block) {
+    asyncAfter(DispatchTime::now() + delay, std::forward<F>(block));
+  }
+
+  /// A limited form of `action`: however often it is called, from any thread, `action` runs at most
+  /// once in `delay` seconds, on this queue, and first `delay` after this call. Each call asks for
+  /// a run as soon as that is allowed; what asks meanwhile is served by that same run, and a call
+  /// is not remembered beyond it. To wait for a pause in the calls instead, use a `Debouncer`. For
+  /// serial queues: on the general queue two runs may overlap.
+  std::function<void()> debounce(double delay, Block action);
+
+  /// Whether this code runs on the main queue or on one that targets it. Outside of any block true
+  /// on the main thread; inside a block of another queue false, also on the main thread.
+  static bool isMainQueue() noexcept;
+
+  /// Whether this code runs on `queue` or on one that targets it.
+  static bool isCurrent(const DispatchQueue& queue) noexcept;
+
   /// Runs `f` after all that was submitted before and answers its result; exceptions of `f` reach
   /// the caller. On the caller's thread, on the main queue and those that target it on the main
   /// thread. When the queue is free this costs one atomic exchange and one compare-exchange.
@@ -164,7 +205,11 @@ class TESSARINE_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispa
     detail::SyncNode node_;
   };
 
+  /// A block that waits for its time.
+  struct Delayed;
+
   DispatchQueue(std::string label, Kind kind);
+  std::shared_ptr<DispatchQueue> handle();
 
   template <class T>
   static std::optional<T> copyOf(const std::shared_ptr<const void>& held) {
@@ -195,6 +240,7 @@ class TESSARINE_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispa
   }
 
   void push(detail::AsyncNode* node);
+  void pushAfter(DispatchTime deadline, detail::AsyncNode* node);
   void syncElsewhere(detail::BlockReference block, DispatchQueue& context);
   void waitForTurn(detail::QueueNode& previous, detail::SyncNode& node);
   void passTurnOn(detail::SyncNode& node);

@@ -16,9 +16,11 @@ struct FinishScope {
 
 DispatchWorkItem::DispatchWorkItem(Block block) noexcept : block_(std::move(block)) {}
 
-void DispatchWorkItem::perform() {
+bool DispatchWorkItem::perform() {
   const FinishScope finish{finished_};
-  if (!isCancelled()) block_();
+  if (isCancelled()) return false;
+  block_();
+  return true;
 }
 
 void DispatchWorkItem::wait() { detail::passGateAsWorker(finished_); }

@@ -23,8 +23,8 @@ class TESSARINE_EXPORT DispatchWorkItem {
   DispatchWorkItem& operator=(const DispatchWorkItem&) = delete;
 
   /// Runs the block on this thread, or skips it if cancelled before. Each call runs it again. An
-  /// exception of the block reaches the caller, and the item counts as finished.
-  void perform();
+  /// exception of the block reaches the caller, and the item counts as finished. True if it ran.
+  bool perform();
 
   /// Lets a block that has not begun be skipped. A running block goes on; only the flag is set.
   void cancel() noexcept { cancelled_.store(true, std::memory_order_release); }

@@ -1,14 +1,12 @@
 #include "tessarine/system/dispatch/internal/WorkerPool.hpp"
 
-#include <csignal>
 #include <thread>
 
 #include "tessarine/system/dispatch/DispatchQueue.hpp"
+#include "tessarine/system/dispatch/internal/QuietThread.hpp"
 #include "tessarine/system/dispatch/internal/RunBlock.hpp"
 #include "tessarine/system/dispatch/internal/Waiting.hpp"
 #include "tessarine/values/fatal.hpp"
-
-#include <pthread.h>
 
 namespace tessarine::detail {
 namespace {
@@ -20,27 +18,6 @@ constexpr auto standstill = 5ms;
 constexpr auto idleLimit = 2s;
 
 constinit thread_local bool isWorker = false;
-
-/// Starts a thread that takes no signals, as those are the host's. False if the system has none
-/// left.
-template <class Body>
-bool startQuietThread(const char* name, Body body) {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  bool started = true;
-  try {
-    std::thread([name, body] {
-      pthread_setname_np(pthread_self(), name);
-      body();
-    }).detach();
-  } catch (const std::system_error&) {
-    started = false;
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return started;
-}
 
 }  // namespace
 
@@ -124,9 +101,27 @@ void WorkerPool::work() {
   while (AsyncNode* const node = awaitReady(self)) {
     runBlock(*node, queue);
     recycleNode(node);
-    const MutexLock lock(mutex_);
+    MutexLock lock(mutex_);
     ++looking_;
+    ++finished_;
+    if (!restGate_ || !isAtRest()) continue;
+    std::atomic<std::uint32_t>* const gate = std::exchange(restGate_, nullptr);
+    lock.unlock();
+    openGate(*gate);
   }
+}
+
+bool WorkerPool::isAtRest() const {
+  return readyCount_.load(std::memory_order_relaxed) == 0 && taken_ == finished_;
+}
+
+void WorkerPool::awaitRest() {
+  std::atomic<std::uint32_t> gate{gateClosed};
+  MutexLock lock(mutex_);
+  if (isAtRest()) return;
+  restGate_ = &gate;
+  lock.unlock();
+  sleepAtGate(gate);
 }
 
 /// The next work for a worker that counts as looking, and as working then; null if it shall end.

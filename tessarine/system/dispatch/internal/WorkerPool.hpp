@@ -26,6 +26,10 @@ class WorkerPool {
   /// Any thread.
   void submit(AsyncNode* node);
 
+  /// Returns once nothing waits for a worker and none has a block to finish. One caller at a time,
+  /// and not a worker.
+  void awaitRest();
+
   /// Says for its life that this thread, if it is a worker, only waits.
   class Waiting {
    public:
@@ -51,6 +55,7 @@ class WorkerPool {
   Call callHelp() TESSARINE_REQUIRES(mutex_);
   Call admitOne() TESSARINE_REQUIRES(mutex_);
   void answer(const Call& call);
+  bool isAtRest() const TESSARINE_REQUIRES(mutex_);
   void startThread();
   void work();
   AsyncNode* takeReady() TESSARINE_REQUIRES(mutex_);
@@ -67,6 +72,8 @@ class WorkerPool {
   AsyncNode* firstReady_ TESSARINE_GUARDED_BY(mutex_) = nullptr;
   AsyncNode* lastReady_ TESSARINE_GUARDED_BY(mutex_) = nullptr;
   std::uint64_t taken_ TESSARINE_GUARDED_BY(mutex_) = 0;
+  std::uint64_t finished_ TESSARINE_GUARDED_BY(mutex_) = 0;
+  std::atomic<std::uint32_t>* restGate_ TESSARINE_GUARDED_BY(mutex_) = nullptr;
   Worker* idle_ TESSARINE_GUARDED_BY(mutex_) = nullptr;  // latest first: its caches are warm
   unsigned threads_ TESSARINE_GUARDED_BY(mutex_) = 0;
   unsigned active_ TESSARINE_GUARDED_BY(mutex_) = 0;   // neither parked nor known to wait
