@@ -64,9 +64,11 @@ class StreamStorage {
     MutexLock lock(mutex_);
     if (termination_) return;
     termination_ = std::move(termination);
-    const Handler handler = std::exchange(handler_, nullptr);
+    Handler handler = std::exchange(handler_, nullptr);
     lock.unlock();
     if (handler) handler(*termination_);  // no longer written
+    // Now, as it may hold the last continuation, which comes back to this lock.
+    handler = nullptr;
     lock.lock();
     if (!wait_) return;
     giveEnd(*wait_);

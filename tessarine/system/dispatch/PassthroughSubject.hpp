@@ -34,7 +34,8 @@ class PassthroughSubject {
   using ReceiveValue = std::function<void(const Output&)>;
 
   /// Subscribes. To a subject that has completed: `receiveCompletion` is called at once.
-  [[nodiscard]] AnyCancellable sink(ReceiveCompletion receiveCompletion, ReceiveValue receiveValue) const {
+  [[nodiscard]] AnyCancellable sink(ReceiveCompletion receiveCompletion,
+                                    ReceiveValue receiveValue) const {
     auto subscriber = std::make_shared<Subscriber>();
     subscriber->receiveCompletion = std::move(receiveCompletion);
     subscriber->receiveValue = std::move(receiveValue);
