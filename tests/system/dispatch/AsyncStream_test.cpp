@@ -34,7 +34,8 @@ std::vector<int> allOf(Stream stream) {
     } catch (const std::runtime_error&) {
       values.push_back(-1);
     }
-    EXPECT_FALSE((co_await each.next()).has_value());
+    const std::optional<int> behind = co_await each.next();
+    EXPECT_FALSE(behind.has_value());
   });
   task.wait();
   return values;
