@@ -11,9 +11,7 @@
 
 namespace tessarine::detail {
 
-bool Timer::schedule(DispatchTime time) {
-  return TimerService::shared().schedule(*this, time);
-}
+bool Timer::schedule(DispatchTime time) { return TimerService::shared().schedule(*this, time); }
 
 bool Timer::cancel() { return TimerService::shared().cancel(*this); }
 
