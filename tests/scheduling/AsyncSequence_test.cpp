@@ -65,6 +65,7 @@ TEST(AsyncSequence, FirstFailureStopsTheWalk) {
 
 TEST(AsyncSequence, ForEachGivesTheElementsThemselves) {
   std::vector<std::unique_ptr<int>> boxes;
+  boxes.reserve(3);
   for (int i = 0; i < 3; ++i) boxes.push_back(std::make_unique<int>(i));
   runTask([&]() -> Async<> {
     const auto raise = [](std::unique_ptr<int>& box) -> Async<> {
@@ -132,8 +133,8 @@ TEST(PublisherStreams, DroppingTheIteratorCancelsTheSubscription) {
     using Output = int;
     using Failure = Never;
     std::shared_ptr<int> cancelled;
-    AnyCancellable sink(std::function<void(const Completion<Never>&)>,
-                        std::function<void(const int&)> receive) const {
+    AnyCancellable sink(const std::function<void(const Completion<Never>&)>&,
+                        const std::function<void(const int&)>& receive) const {
       receive(1);
       return AnyCancellable([cancelled = cancelled, receive] { ++*cancelled; });
     }

@@ -67,7 +67,7 @@ class TimerWheel {
 
  private:
   static constexpr unsigned groupBits = 6;
-  static constexpr unsigned slotsOnLevel = 1U << groupBits;
+  static constexpr std::size_t slotsOnLevel = std::size_t{1} << groupBits;
   static constexpr unsigned levels = (64 + groupBits - 1) / groupBits;
   static constexpr unsigned dueSlot = levels * slotsOnLevel;
 
