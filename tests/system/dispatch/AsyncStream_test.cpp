@@ -156,6 +156,7 @@ TEST(AsyncStream, ProducersConsumersAndCancellationsMeetSafely) {
     });
     std::atomic<int> given = 0;
     std::vector<std::thread> producers;
+    producers.reserve(2);
     for (int producer = 0; producer < 2; ++producer)
       producers.emplace_back([&given, producing = continuation] {
         for (int i = 0; i < 50; ++i)

@@ -180,6 +180,7 @@ TEST(Task, GivesItsOutcomeToAllWhoAwaitIt) {
   const Task<int> bad([] { return failing(nullptr); });
   std::atomic<int> answers = 0;
   std::vector<Task<>> waiting;
+  waiting.reserve(8);
   for (int i = 0; i < 8; ++i)
     waiting.emplace_back([good, bad, &answers]() -> Async<> {
       if (co_await good.value() == "value") ++answers;

@@ -167,6 +167,7 @@ TEST(Timer, NoCallIsLostOrDoubledBetweenThreads) {
   std::array<Tallied, threads> timers;
   std::array<int, threads> due{};
   std::vector<std::thread> workers;
+  workers.reserve(threads);
   for (int t = 0; t < threads; ++t)
     workers.emplace_back([&, t] {
       Tallied& timer = timers[t];
