@@ -146,6 +146,7 @@ TEST(Observers, WriteReadAndComeAndGoOnManyThreads) {
     domain->addObserver("k", keep, nullptr, [&](auto&&...) { ++heard; });
   }
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int thread = 0; thread < 4; ++thread) {
     threads.emplace_back([&, thread] {
       detail::Domain& domain = thread % 2 == 0 ? one : two;
