@@ -1,3 +1,4 @@
+#include <atomic>
 #include <stdexcept>
 #include <thread>
 
@@ -33,7 +34,7 @@ class UserDefaultTest : public testing::Test {
     return UserDefault<T>(key, std::move(options));
   }
   /// How often anything wrote the key of the store.
-  int writes = 0;
+  std::atomic<int> writes = 0;
   std::shared_ptr<UserDefaults> store = UserDefaults::temporary();
   std::shared_ptr<UserDefaults> mirror = UserDefaults::temporary();
   std::shared_ptr<void> counter = store->observe("key", [this](const auto&) { ++writes; });
