@@ -28,7 +28,7 @@ void decodeSequence(DecodableSlot slot, Decoder& decoder) {
   };
   for (; !container.isAtEnd(); ++index) {
     const bool hasRoom = shape.append(slot.address, index, [&](void* element) {
-      container.decode(DecodableSlot{element, shape.element});
+      container.decode(DecodableSlot{element, shape.slot});
     });
     if (!hasRoom) fail();
   }
@@ -41,7 +41,7 @@ void decodeMap(DecodableSlot slot, Decoder& decoder) {
   shape.clear(slot.address);
   for (const AnyCodingKey& key : container.allKeys()) {
     const bool isKey = shape.insert(slot.address, key.stringValue(), [&](void* value) {
-      container.decode(DecodableSlot{value, shape.value}, key);
+      container.decode(DecodableSlot{value, shape.slot}, key);
     });
     if (!isKey) {
       throw DecodingError(DecodingError::Case::typeMismatch,
@@ -94,7 +94,7 @@ void decode(DecodableSlot slot, Decoder& decoder) {
     case ShapeKind::optional:
       if (decoder.singleValueContainer().decodeNil()) return shape.optional->reset(slot.address);
       return shape.optional->assign(slot.address, [&](void* wrapped) {
-        decode(DecodableSlot{wrapped, shape.optional->wrapped}, decoder);
+        decode(DecodableSlot{wrapped, shape.optional->slot}, decoder);
       });
     case ShapeKind::sequence:
       return decodeSequence(slot, decoder);
@@ -108,6 +108,15 @@ void decode(DecodableSlot slot, Decoder& decoder) {
                           {decoder.codingPath(), "The type has no decode."});
     default:
       return decoder.singleValueContainer().decode(slot);
+  }
+}
+
+bool SingleValueDecodingContainer::Backend::tryDecode(DecodableSlot slot) {
+  try {
+    decode(slot);
+    return true;
+  } catch (const DecodingError&) {
+    return false;
   }
 }
 

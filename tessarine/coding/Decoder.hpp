@@ -160,6 +160,8 @@ class TESSARINE_EXPORT SingleValueDecodingContainer {
     virtual CodingPath codingPath() const = 0;
     virtual bool decodeNil() = 0;
     virtual void decode(DecodableSlot slot) = 0;
+    /// False, with the slot in any state, where `decode` would throw a `DecodingError`.
+    virtual bool tryDecode(DecodableSlot slot);
     /// An error of the format at this place.
     virtual DecodingError dataCorrupted(std::string_view why) const = 0;
   };
@@ -173,6 +175,14 @@ class TESSARINE_EXPORT SingleValueDecodingContainer {
     return detail::decoded<T>([&](DecodableSlot slot) { backend_->decode(slot); });
   }
   void decode(DecodableSlot slot) { backend_->decode(slot); }
+  /// Absent where `decode` would throw a `DecodingError`: to find out of which type a value is.
+  template <Decodable T>
+  std::optional<T> tryDecode() {
+    detail::Holder<T> holder{};
+    const DecodableSlot slot{&holder, &ShapeOf<detail::Holder<T>>::value};
+    if (!backend_->tryDecode(slot)) return std::nullopt;
+    return detail::takeOut(std::move(holder));
+  }
 
   /// The error to throw when the value is of the right type but says nothing that makes sense.
   DecodingError dataCorrupted(std::string_view why) const { return backend_->dataCorrupted(why); }

@@ -69,12 +69,15 @@ enum class ShapeKind : std::uint8_t {
 /// A described member: its key, where it lies in an object, and what it is.
 struct FieldShape {
   std::string_view name;
+  bool isPlainName;  ///< nothing but ASCII letters, digits, "_", "-" and "."
   void* (*address)(void* object);
   const TypeShape* shape;
 };
 
 struct OptionalShape {
   const TypeShape* wrapped;
+  const TypeShape* slot;                     ///< what `fill` is given; another type only where the
+                                             ///< wrapped one cannot be made without reading it
   const void* (*get)(const void* optional);  ///< null when absent
   void (*assign)(void* optional, FunctionRef<void(void*)> fill);
   void (*reset)(void* optional);
@@ -82,6 +85,7 @@ struct OptionalShape {
 
 struct SequenceShape {
   const TypeShape* element;
+  const TypeShape* slot;  ///< as in an optional
   /// The elements in order; those of an unordered set by `<` where they have it.
   void (*forEach)(const void* sequence, FunctionRef<void(const void*)> visit);
   void (*clear)(void* sequence);
@@ -94,6 +98,7 @@ struct SequenceShape {
 
 struct MapShape {
   const TypeShape* value;
+  const TypeShape* slot;  ///< as in an optional
   /// The pairs in order; those of an unordered map by key.
   void (*forEach)(const void* map, FunctionRef<void(std::string_view, const void*)> visit);
   void (*clear)(void* map);
@@ -294,6 +299,13 @@ constexpr bool isDecodable() {
 
 // ---- the tables ----
 
+constexpr bool isPlainName(std::string_view name) {
+  return std::all_of(name.begin(), name.end(), [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           c == '_' || c == '-' || c == '.';
+  });
+}
+
 template <class T, std::size_t i>
 void* fieldAddress(void* object) {
   return std::addressof(static_cast<T*>(object)->*std::get<i>(T::codingFields).member);
@@ -308,7 +320,8 @@ struct Fields {
   template <std::size_t... i>
   static constexpr std::array<FieldShape, count> make(std::index_sequence<i...> /*indices*/) {
     return {FieldShape{
-        std::get<i>(T::codingFields).name, &fieldAddress<T, i>,
+        std::get<i>(T::codingFields).name, isPlainName(std::get<i>(T::codingFields).name),
+        &fieldAddress<T, i>,
         &ShapeOf<std::remove_cvref_t<decltype(std::declval<T&>().*
                                               std::get<i>(T::codingFields).member)>>::value}...};
   }
@@ -335,7 +348,8 @@ struct Optionals {
     }
   }
   static void reset(void* optional) { static_cast<T*>(optional)->reset(); }
-  static constexpr OptionalShape value{&ShapeOf<Holder<Wrapped>>::value, &get, &assign, &reset};
+  static constexpr OptionalShape value{&ShapeOf<Wrapped>::value, &ShapeOf<Holder<Wrapped>>::value,
+                                       &get, &assign, &reset};
 };
 
 template <class T>
@@ -396,7 +410,8 @@ struct Sequences {
     if constexpr (isFixedArray<T>) return std::tuple_size_v<T>;
     return 0;
   }
-  static constexpr SequenceShape value{&ShapeOf<Holder<Element>>::value,
+  static constexpr SequenceShape value{&ShapeOf<Element>::value,
+                                       &ShapeOf<Holder<Element>>::value,
                                        &forEach,
                                        &clear,
                                        &append,
@@ -450,7 +465,7 @@ struct Maps {
     static_cast<T*>(map)->insert_or_assign(std::move(*key), takeOut(std::move(holder)));
     return true;
   }
-  static constexpr MapShape value{&ShapeOf<Holder<Value>>::value, &forEach, &clear, &insert};
+  static constexpr MapShape value{&ShapeOf<Value>::value, &ShapeOf<Holder<Value>>::value, &forEach, &clear, &insert};
 };
 
 template <class T>

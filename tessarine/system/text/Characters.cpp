@@ -8,6 +8,8 @@
 #include <unicode/unistr.h>
 #include <unicode/utf8.h>
 
+#include "tessarine/system/text/Graphemes.hpp"
+
 namespace tessarine {
 namespace {
 
@@ -27,6 +29,22 @@ bool isWhitespaceOrNewline(UChar32 c) {
 
 bool isAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x80; });
+}
+
+/// Letter by letter while the text is ASCII, else by the full mapping of Unicode.
+template <class MapAscii, class MapWide>
+std::string mapped(std::string_view text, MapAscii mapAscii, MapWide mapWide) {
+  std::string result;
+  if (isAscii(text)) {
+    result.resize(text.size());
+    std::transform(text.begin(), text.end(), result.begin(), mapAscii);
+    return result;
+  }
+  icu::UnicodeString wide =
+      icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())});
+  mapWide(wide);
+  wide.toUTF8String(result);
+  return result;
 }
 
 }  // namespace
@@ -55,18 +73,21 @@ std::string_view trimmingWhitespaceAndNewlines(std::string_view text) noexcept {
 }
 
 std::string lowercased(std::string_view text) {
-  std::string result;
-  if (isAscii(text)) {
-    result.resize(text.size());
-    std::transform(text.begin(), text.end(), result.begin(), [](char c) {
-      return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return result;
-  }
-  icu::UnicodeString wide =
-      icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())});
-  wide.toLower(icu::Locale::getRoot()).toUTF8String(result);
-  return result;
+  return mapped(
+      text, [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; },
+      [](icu::UnicodeString& wide) { wide.toLower(icu::Locale::getRoot()); });
+}
+
+std::string uppercased(std::string_view text) {
+  return mapped(
+      text, [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; },
+      [](icu::UnicodeString& wide) { wide.toUpper(icu::Locale::getRoot()); });
+}
+
+std::string capitalizedFirst(std::string_view text) {
+  if (text.empty()) return {};
+  const std::string_view first = graphemeClusters(text).front();
+  return uppercased(first).append(text.substr(first.size()));
 }
 
 }  // namespace tessarine

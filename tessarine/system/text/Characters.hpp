@@ -16,4 +16,10 @@ TESSARINE_EXPORT std::string_view trimmingWhitespaceAndNewlines(std::string_view
 /// becomes U+FFFD. Any thread.
 TESSARINE_EXPORT std::string lowercased(std::string_view text);
 
+/// The same in upper case.
+TESSARINE_EXPORT std::string uppercased(std::string_view text);
+
+/// `text` with its first character (extended grapheme cluster) in upper case. Any thread.
+TESSARINE_EXPORT std::string capitalizedFirst(std::string_view text);
+
 }  // namespace tessarine

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tessarine::internal {
+
+/// A day of the Gregorian calendar, extended to all years; year 0 is the year before year 1.
+struct CivilDay {
+  std::int64_t year;
+  int month;  // 1 to 12
+  int day;    // 1 to 31
+};
+
+// Howard Hinnant, "chrono-compatible low-level date algorithms": years begin in March, so that the
+// leap day comes last, and 400 years have 146 097 days.
+
+/// Days since 1970-01-01, which may be negative.
+constexpr std::int64_t daysFromCivil(CivilDay date) noexcept {
+  const std::int64_t year = date.year - (date.month <= 2 ? 1 : 0);
+  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
+  const auto yearOfEra = static_cast<int>(year - era * 400);                       // 0 to 399
+  const int dayOfYear = (153 * ((date.month + 9) % 12) + 2) / 5 + date.day - 1;    // 0 to 365
+  const int dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;  // 0 to 146096
+  return era * 146097 + dayOfEra - 719468;
+}
+
+constexpr CivilDay civilFromDays(std::int64_t days) noexcept {
+  days += 719468;
+  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+  const auto dayOfEra = static_cast<int>(days - era * 146097);
+  const int yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const int dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const int monthFromMarch = (5 * dayOfYear + 2) / 153;  // 0 to 11
+  const int month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
+  return {era * 400 + yearOfEra + (month <= 2 ? 1 : 0), month,
+          dayOfYear - (153 * monthFromMarch + 2) / 5 + 1};
+}
+
+constexpr bool isLeapYear(std::int64_t year) noexcept {
+  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
+constexpr int daysInMonth(std::int64_t year, int month) noexcept {
+  if (month == 2) return isLeapYear(year) ? 29 : 28;
+  return month == 4 || month == 6 || month == 9 || month == 11 ? 30 : 31;
+}
+
+}  // namespace tessarine::internal
