@@ -121,7 +121,7 @@ bool SingleValueDecodingContainer::Backend::tryDecode(DecodableSlot slot) {
 }
 
 std::string_view nameOf(ShapeKind kind) noexcept {
-  constexpr std::array<std::string_view, 24> names{
+  static constexpr std::array<std::string_view, 24> names{
       "boolean", "int8",   "int16",   "int32",       "int64",    "int128", "uint8",      "uint16",
       "uint32",  "uint64", "uint128", "float32",     "float64",  "text",   "text",       "date",
       "data",    "uuid",   "decimal", "enumeration", "optional", "array",  "dictionary", "object"};

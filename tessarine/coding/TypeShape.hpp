@@ -301,8 +301,8 @@ constexpr bool isDecodable() {
 
 constexpr bool isPlainName(std::string_view name) {
   return std::all_of(name.begin(), name.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           c == '_' || c == '-' || c == '.';
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '-' || c == '.';
   });
 }
 
@@ -315,7 +315,7 @@ template <class T>
 struct Fields {
   static constexpr std::size_t count =
       std::tuple_size_v<std::remove_cvref_t<decltype(T::codingFields)>>;
-  static const std::array<FieldShape, count> value;
+  static const std::array<FieldShape, count> table;
 
   template <std::size_t... i>
   static constexpr std::array<FieldShape, count> make(std::index_sequence<i...> /*indices*/) {
@@ -327,7 +327,7 @@ struct Fields {
   }
 };
 template <class T>
-constinit const std::array<FieldShape, Fields<T>::count> Fields<T>::value =
+constinit const std::array<FieldShape, Fields<T>::count> Fields<T>::table =
     Fields<T>::make(std::make_index_sequence<Fields<T>::count>{});
 
 template <class T>
@@ -348,7 +348,7 @@ struct Optionals {
     }
   }
   static void reset(void* optional) { static_cast<T*>(optional)->reset(); }
-  static constexpr OptionalShape value{&ShapeOf<Wrapped>::value, &ShapeOf<Holder<Wrapped>>::value,
+  static constexpr OptionalShape table{&ShapeOf<Wrapped>::value, &ShapeOf<Holder<Wrapped>>::value,
                                        &get, &assign, &reset};
 };
 
@@ -385,6 +385,9 @@ struct Sequences {
       if (index >= elements.size()) return false;
       fill(std::addressof(elements[index]));
     } else if constexpr (emplacesInPlace()) {
+      if constexpr (growsFromNothing) {
+        if (elements.capacity() == 0) elements.reserve(firstCapacity);
+      }
       fill(std::addressof(elements.emplace_back()));
     } else {
       Holder<Element> holder{};
@@ -393,6 +396,11 @@ struct Sequences {
     }
     return true;
   }
+  /// A vector's first capacity spares the small steps up to it, where that costs little memory.
+  static constexpr std::size_t firstCapacity = 4;
+  static constexpr bool growsFromNothing = sizeof(Element) <= 64 && requires(T & elements) {
+    elements.reserve(elements.capacity());
+  };
   /// Whether an element can be made in its place and read into there.
   static constexpr bool emplacesInPlace() {
     if constexpr (std::default_initializable<Element>) {
@@ -410,7 +418,7 @@ struct Sequences {
     if constexpr (isFixedArray<T>) return std::tuple_size_v<T>;
     return 0;
   }
-  static constexpr SequenceShape value{&ShapeOf<Element>::value,
+  static constexpr SequenceShape table{&ShapeOf<Element>::value,
                                        &ShapeOf<Holder<Element>>::value,
                                        &forEach,
                                        &clear,
@@ -465,7 +473,8 @@ struct Maps {
     static_cast<T*>(map)->insert_or_assign(std::move(*key), takeOut(std::move(holder)));
     return true;
   }
-  static constexpr MapShape value{&ShapeOf<Value>::value, &ShapeOf<Holder<Value>>::value, &forEach, &clear, &insert};
+  static constexpr MapShape table{&ShapeOf<Value>::value, &ShapeOf<Holder<Value>>::value, &forEach,
+                                  &clear, &insert};
 };
 
 template <class T>
@@ -494,7 +503,7 @@ struct Enums {
     else
       return {&number, &assignNumber, nullptr, nullptr};
   }
-  static constexpr EnumShape value = make();
+  static constexpr EnumShape table = make();
 };
 
 template <class T>
@@ -538,23 +547,23 @@ constexpr TypeShape makeShape() {
     addOwnFunctions<T>(shape);
     if constexpr (Described<T>) {
       shape.kind = ShapeKind::object;
-      shape.fields = Fields<T>::value;
+      shape.fields = Fields<T>::table;
     } else if constexpr (Scalar<T>) {
       shape.kind = scalarKind<T>();
     } else if constexpr (EnumWithCases<T>) {
       shape.kind = ShapeKind::enumeration;
-      shape.enumeration = &Enums<T>::value;
+      shape.enumeration = &Enums<T>::table;
     } else if constexpr (isOptional<T>) {
       shape.kind = ShapeKind::optional;
-      shape.optional = &Optionals<T>::value;
+      shape.optional = &Optionals<T>::table;
     } else if constexpr (EncodedByHand<T> || DecodedByHand<T>) {
       shape.kind = ShapeKind::custom;
     } else if constexpr (Map<T>) {
       shape.kind = ShapeKind::map;
-      shape.map = &Maps<T>::value;
+      shape.map = &Maps<T>::table;
     } else if constexpr (Sequence<T>) {
       shape.kind = ShapeKind::sequence;
-      shape.sequence = &Sequences<T>::value;
+      shape.sequence = &Sequences<T>::table;
     }
   }
   return shape;

@@ -25,10 +25,10 @@ struct JSONDecoderOptions {
 /// The whole text has to be one JSON document (RFC 8259; a scalar is one), of at most 4 GB and 512
 /// levels of nesting, well-formed UTF-8 (a byte order mark in front is passed over) without lone
 /// surrogates. Of duplicate keys the last wins; unknown keys are ignored. A number is read as an
-/// integer when it is one and fits, whatever its notation, except that -0.0 is none; integers beyond
-/// 64 bits are read as 128-bit integers, `Decimal` and floats. Throws `DecodingError` with the path
-/// and the byte; `dataCorrupted` before all others when the text is no JSON.
-/// Immutable: one decoder may be used from many threads. Linear time.
+/// integer when it is one and fits, whatever its notation, except that -0.0 is none; integers
+/// beyond 64 bits are read as 128-bit integers, `Decimal` and floats. Throws `DecodingError` with
+/// the path and the byte; `dataCorrupted` before all others when the text is no JSON. Immutable:
+/// one decoder may be used from many threads. Linear time.
 class TESSARINE_EXPORT JSONDecoder {
  public:
   JSONDecoder();

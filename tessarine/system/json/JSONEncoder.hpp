@@ -36,8 +36,8 @@ struct JSONEncoderOptions {
 /// value) and unordered maps by key, so equal values give equal bytes. Floats are their shortest
 /// text with a fraction or an exponent; ill-formed bytes of texts become U+FFFD. Throws
 /// `EncodingError` with the path for what JSON cannot hold: a float that is not finite (see the
-/// strategy), nesting beyond 512 levels, a top-level value that encodes nothing. A value inside that
-/// encodes nothing is an empty object. Immutable: one encoder may be used from many threads.
+/// strategy), nesting beyond 512 levels, a top-level value that encodes nothing. A value inside
+/// that encodes nothing is an empty object. Immutable: one encoder may be used from many threads.
 class TESSARINE_EXPORT JSONEncoder {
  public:
   JSONEncoder();

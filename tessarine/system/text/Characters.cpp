@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "tessarine/system/text/Graphemes.hpp"
+
 #include <unicode/locid.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/utf8.h>
-
-#include "tessarine/system/text/Graphemes.hpp"
 
 namespace tessarine {
 namespace {

@@ -1,10 +1,10 @@
 #include "tessarine/system/text/Graphemes.hpp"
 
-#include <unicode/brkiter.h>
-#include <unicode/utext.h>
-
 #include <algorithm>
 #include <memory>
+
+#include <unicode/brkiter.h>
+#include <unicode/utext.h>
 
 namespace tessarine {
 namespace {
@@ -46,8 +46,8 @@ std::vector<std::string_view> graphemeClusters(std::string_view text) {
     std::int32_t begin = iterator->first();
     for (std::int32_t end = iterator->next(); end != icu::BreakIterator::DONE;
          begin = end, end = iterator->next()) {
-      clusters.push_back(text.substr(static_cast<std::size_t>(begin),
-                                     static_cast<std::size_t>(end - begin)));
+      clusters.push_back(
+          text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
     }
   }
   utext_close(&source);

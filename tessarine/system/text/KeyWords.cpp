@@ -1,12 +1,12 @@
 #include "tessarine/system/text/KeyWords.hpp"
 
-#include <unicode/uchar.h>
-
 #include <algorithm>
 
 #include "tessarine/system/text/Characters.hpp"
 #include "tessarine/system/text/Graphemes.hpp"
 #include "tessarine/values/utf8.hpp"
+
+#include <unicode/uchar.h>
 
 namespace tessarine {
 namespace {

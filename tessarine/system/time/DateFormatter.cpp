@@ -1,10 +1,10 @@
 #include "tessarine/system/time/DateFormatter.hpp"
 
+#include <cmath>
+
 #include <unicode/gregocal.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
-
-#include <cmath>
 
 namespace tessarine {
 namespace {
@@ -20,7 +20,7 @@ icu::UnicodeString fromUtf8(std::string_view text) {
 /// ICU's objects change while they work, so that each call works with copies of the calendar.
 struct DateFormatter::Parts {
   std::string pattern;
-  std::unique_ptr<icu::SimpleDateFormat> format;   // null for a pattern that is none
+  std::unique_ptr<icu::SimpleDateFormat> format;  // null for a pattern that is none
   std::unique_ptr<icu::GregorianCalendar> calendar;
 };
 

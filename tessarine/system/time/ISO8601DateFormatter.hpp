@@ -22,13 +22,13 @@ class TESSARINE_EXPORT ISO8601DateFormatter {
 
   int formatOptions() const noexcept { return withInternetDateTime; }
 
-  /// The second that `date` lies in; fractions are cut. Empty when the year is not one of 0 to 9999,
-  /// or the date is no number.
+  /// The second that `date` lies in; fractions are cut. Empty when the year is not one of 0 to
+  /// 9999, or the date is no number.
   std::string string(Date date) const;
 
-  /// The date of a text as a whole: four-digit year, upper-case T, zone "Z", "+hh:mm" or "-hh:mm" up
-  /// to 23:59. Absent for any other text and for a day or time that does not exist, such as
-  /// 29 February 2023, hour 24 or second 60.
+  /// The date of a text as a whole: four-digit year, upper-case T, zone "Z", "+hh:mm" or "-hh:mm"
+  /// up to 23:59. Absent for any other text and for a day or time that does not exist, such as 29
+  /// February 2023, hour 24 or second 60.
   std::optional<Date> date(std::string_view text) const noexcept;
 };
 

@@ -17,7 +17,7 @@ class NodeHandle {
   NodeHandle(JSONNodeTree& tree, JSONNode& node) noexcept : tree_(tree), node_(node) {}
 
  protected:
-  CodingPath path() const { return internal::codingPath(node_.path); }
+  CodingPath path() const { return tessarine::codingPath(node_.path); }
   KeyedEncodingContainer keyed(JSONNode& node) const;
   UnkeyedEncodingContainer unkeyed(JSONNode& node) const;
 

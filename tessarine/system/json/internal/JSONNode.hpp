@@ -9,9 +9,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tessarine/coding/CodingPathNode.hpp"
 #include "tessarine/coding/Encoder.hpp"
 #include "tessarine/system/json/JSONEncoder.hpp"
-#include "tessarine/system/json/internal/CodingPathNode.hpp"
 #include "tessarine/system/json/internal/JSONValueWriter.hpp"
 
 namespace tessarine::internal {

@@ -30,14 +30,15 @@ std::int64_t exponentOf(std::string_view number) noexcept {
   const std::string_view digits = number.substr(mark + (hasSign ? 2 : 1));
   std::int64_t exponent = 0;
   std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
-  constexpr std::int64_t furthest = 1'000'000'000'000;  // farther than a text of 4 GB can bring back
+  constexpr std::int64_t furthest =
+      1'000'000'000'000;  // farther than a text of 4 GB can bring back
   const bool isBeyond = digits.size() > 12 && digits.find_first_not_of('0') + 12 < digits.size();
   if (isBeyond) exponent = furthest;
   return isNegative ? -exponent : exponent;
 }
 
-/// How many digits stand before the point when a number without a sign is written out, negative or 0
-/// for the zeros behind the point. Of a number that is not zero.
+/// How many digits stand before the point when a number without a sign is written out, negative or
+/// 0 for the zeros behind the point. Of a number that is not zero.
 std::int64_t decimalMagnitude(std::string_view number) noexcept {
   const std::size_t mantissa = std::min(number.find_first_of("eE"), number.size());
   const std::size_t point = std::min(number.substr(0, mantissa).find('.'), mantissa);

@@ -12,7 +12,8 @@ namespace tessarine::internal {
 std::size_t jsonNumberSize(std::string_view text) noexcept;
 
 /// The integer that a number is, whatever its notation ("120", "1.2e2"); absent when it is none, is
-/// a zero with a sign and a fraction or exponent, or does not fit. The unsigned form reaches from 0.
+/// a zero with a sign and a fraction or exponent, or does not fit. The unsigned form reaches from
+/// 0.
 std::optional<Int128> integerOfJSONNumber(std::string_view number) noexcept;
 std::optional<UInt128> unsignedOfJSONNumber(std::string_view number) noexcept;
 

@@ -6,14 +6,14 @@
 #include <limits>
 #include <utility>
 
-#include <emmintrin.h>
-
 #include "tessarine/system/json/internal/JSONNumber.hpp"
 #include "tessarine/system/json/internal/JSONValueDecoder.hpp"
 #include "tessarine/system/json/internal/JSONValueWriter.hpp"
 #include "tessarine/system/text/Characters.hpp"
 #include "tessarine/system/time/ISO8601DateFormatter.hpp"
 #include "tessarine/values/floatText.hpp"
+
+#include <emmintrin.h>
 
 namespace tessarine::internal {
 namespace {
@@ -180,17 +180,16 @@ void JSONReader::unexpected(std::uint32_t position) const {
           isPrintable ? std::string("unexpected ") + c : std::string("an unexpected character"));
 }
 
-void JSONReader::mismatch(std::uint32_t position, std::string_view expected,
-                          const CodingPathNode* path) {
+void JSONReader::mismatch(std::uint32_t position, ShapeKind expected, const CodingPathNode* path) {
   if (ends_.empty()) validateAll(nullptr);  // a text that is no JSON is told first
-  static constexpr std::array<std::string_view, 7> names{"null", "boolean", "number", "text",
-                                                         "array", "object", "nothing"};
+  static constexpr std::array<std::string_view, 7> names{"null",  "boolean", "number", "text",
+                                                         "array", "object",  "nothing"};
   const Token found = tokenAt(position);
-  const auto kind = found == Token::null ? DecodingError::Case::valueNotFound
-                                         : DecodingError::Case::typeMismatch;
+  const auto kind =
+      found == Token::null ? DecodingError::Case::valueNotFound : DecodingError::Case::typeMismatch;
   throw DecodingError(kind, {codingPath(path),
                              std::string("Expected ")
-                                 .append(expected)
+                                 .append(nameOf(expected))
                                  .append(" but found ")
                                  .append(names[static_cast<std::size_t>(found)]),
                              nullptr, offsetOf(position)});
@@ -206,9 +205,8 @@ void JSONReader::refuseNumber(std::uint32_t position, ShapeKind kind, const Codi
   if (ends_.empty()) validateAll(nullptr);
   constexpr std::size_t longestShown = 40;
   std::string number(numberAt(position).substr(0, longestShown));
-  throw dataCorrupted(position,
-                      "The number " + number + " does not fit in " + std::string(nameOf(kind)),
-                      path);
+  throw dataCorrupted(
+      position, "The number " + number + " does not fit in " + std::string(nameOf(kind)), path);
 }
 
 // ---- the document ----
@@ -353,7 +351,9 @@ bool JSONReader::mayRead(std::uint32_t position, ShapeKind kind) const noexcept 
   }
 }
 
-bool JSONReader::booleanAt(std::uint32_t position) const noexcept { return charAt(position) == 't'; }
+bool JSONReader::booleanAt(std::uint32_t position) const noexcept {
+  return charAt(position) == 't';
+}
 
 std::string_view JSONReader::numberAt(std::uint32_t position) const noexcept {
   return rest(position).substr(0, jsonNumberSize(rest(position)));
@@ -375,11 +375,9 @@ std::string_view JSONReader::rawString(std::uint32_t position, bool& hasEscapes)
   hasEscapes = false;
   for (;;) {
     if (at + 16 <= text_.size()) {
-      const __m128i bytes =
-          _mm_loadu_si128(reinterpret_cast<const __m128i*>(text_.data() + at));
-      const auto found = static_cast<unsigned>(
-          _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')),
-                                         _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\')))));
+      const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text_.data() + at));
+      const auto found = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
+          _mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\')))));
       if (found == 0) {
         at += 16;
         continue;
@@ -429,8 +427,7 @@ void JSONReader::unescape(std::string_view raw, std::string& out) const {
 
 // ---- lists ----
 
-bool JSONReader::beginList(char open, char close, std::string_view expected,
-                           const CodingPathNode* path) {
+bool JSONReader::beginList(char open, char close, ShapeKind expected, const CodingPathNode* path) {
   if (charAt(at_) != open) mismatch(at_, expected, path);
   if (depth_ == deepestJSON) invalid(offsetOf(at_), "nested deeper than 512 levels");
   ++at_;
@@ -586,14 +583,14 @@ void JSONReader::readScalar(DecodableSlot slot, const CodingPathNode* path) {
 }
 
 void JSONReader::readBoolean(bool& out, const CodingPathNode* path) {
-  if (tokenAt(at_) != Token::boolean) mismatch(at_, nameOf(ShapeKind::boolean), path);
+  if (tokenAt(at_) != Token::boolean) mismatch(at_, ShapeKind::boolean, path);
   out = booleanAt(at_++);
 }
 
 template <class Integer>
 void JSONReader::readInteger(DecodableSlot slot, const CodingPathNode* path) {
   const char c = charAt(at_);
-  if (c != '-' && !isDigit(c)) mismatch(at_, nameOf(slot.shape->kind), path);
+  if (c != '-' && !isDigit(c)) mismatch(at_, slot.shape->kind, path);
   const ShortInteger number = shortInteger(text_, starts_[at_]);
   if (!number.isValid) return readWideInteger<Integer>(slot, path);
   const auto magnitude = static_cast<std::int64_t>(number.magnitude);
@@ -609,7 +606,7 @@ void JSONReader::readInteger(DecodableSlot slot, const CodingPathNode* path) {
 
 template <class Integer>
 void JSONReader::readWideInteger(DecodableSlot slot, const CodingPathNode* path) {
-  if (tokenAt(at_) != Token::number) mismatch(at_, nameOf(slot.shape->kind), path);
+  if (tokenAt(at_) != Token::number) mismatch(at_, slot.shape->kind, path);
   validateScalar(at_);
   bool fits = false;
   Integer& out = *static_cast<Integer*>(slot.address);
@@ -631,7 +628,7 @@ void JSONReader::readFloat(DecodableSlot slot, const CodingPathNode* path) {
   Float& out = *static_cast<Float*>(slot.address);
   const char c = charAt(at_);
   if (c != '-' && !isDigit(c)) {
-    if (c != '"' || !readFloatText(out, path)) mismatch(at_, nameOf(slot.shape->kind), path);
+    if (c != '"' || !readFloatText(out, path)) mismatch(at_, slot.shape->kind, path);
     return;
   }
   if constexpr (std::same_as<Float, double>) {
@@ -666,7 +663,7 @@ bool JSONReader::readFloatText(Float& out, const CodingPathNode* /*path*/) {
 }
 
 void JSONReader::readString(std::string& out, const CodingPathNode* path) {
-  if (charAt(at_) != '"') mismatch(at_, nameOf(ShapeKind::text), path);
+  if (charAt(at_) != '"') mismatch(at_, ShapeKind::text, path);
   bool hasEscapes = false;
   const std::string_view raw = rawString(at_, hasEscapes);
   if (hasEscapes) {
@@ -746,7 +743,7 @@ void JSONReader::readUUID(UUID& out, const CodingPathNode* path) {
 }
 
 void JSONReader::readDecimal(DecodableSlot slot, const CodingPathNode* path) {
-  if (tokenAt(at_) != Token::number) mismatch(at_, nameOf(ShapeKind::decimal), path);
+  if (tokenAt(at_) != Token::number) mismatch(at_, ShapeKind::decimal, path);
   validateScalar(at_);
   const auto number = Decimal::fromString(numberAt(at_));
   if (!number) refuseNumber(at_, ShapeKind::decimal, path);
@@ -778,17 +775,18 @@ void JSONReader::readSequence(DecodableSlot slot, const CodingPathNode* path) {
                         path);
   };
   shape.clear(slot.address);
-  CodingPathNode step{path};
-  if (beginList('[', ']', nameOf(ShapeKind::sequence), path)) {
+  CodingPathNode step{path, {}, -1};
+  if (beginList('[', ']', ShapeKind::sequence, path)) {
     do {
-      ++step.index;
+      ++*step.index;
       const bool hasRoom =
-          shape.append(slot.address, static_cast<std::size_t>(step.index),
-                       [&](void* element) { read({element, shape.slot}, &step); });
+          shape.append(slot.address, static_cast<std::size_t>(*step.index), [&](void* element) {
+            read({element, shape.slot}, &step);
+          });
       if (!hasRoom) refuse();
     } while (nextInList(']'));
   }
-  if (static_cast<std::size_t>(step.index + 1) < shape.fixedSize) refuse();
+  if (static_cast<std::size_t>(*step.index + 1) < shape.fixedSize) refuse();
 }
 
 void JSONReader::readMap(DecodableSlot slot, const CodingPathNode* path) {
@@ -796,13 +794,14 @@ void JSONReader::readMap(DecodableSlot slot, const CodingPathNode* path) {
   shape.clear(slot.address);
   CodingPathNode step{path};
   std::string scratch;
-  if (!beginList('{', '}', nameOf(ShapeKind::map), path)) return;
+  if (!beginList('{', '}', ShapeKind::map, path)) return;
   do {
     const std::uint32_t position = at_;
     const std::string_view key = takeKey(scratch);
     step.key = key;
-    const bool isKey = shape.insert(
-        slot.address, key, [&](void* value) { read({value, shape.slot}, &step); });
+    const bool isKey = shape.insert(slot.address, key, [&](void* value) {
+      read({value, shape.slot}, &step);
+    });
     if (!isKey) throw dataCorrupted(position, "The key is no integer of the map's keys.", &step);
   } while (nextInList('}'));
 }
@@ -814,8 +813,10 @@ class FieldMarks {
  public:
   explicit FieldMarks(std::size_t count) : more_(count > 64 ? count - 64 : 0) {}
   void set(std::size_t i) noexcept {
-    if (i < 64) first_ |= std::uint64_t{1} << i;
-    else more_[i - 64] = true;
+    if (i < 64)
+      first_ |= std::uint64_t{1} << i;
+    else
+      more_[i - 64] = true;
   }
   bool has(std::size_t i) const noexcept {
     return i < 64 ? (first_ >> i & 1U) != 0 : more_[i - 64];
@@ -836,7 +837,7 @@ void JSONReader::readFields(DecodableSlot slot, const CodingPathNode* path) {
   CodingPathNode step{path};
   std::string scratch;
   std::size_t expected = 0;  // the field that comes next when the text has the order written
-  if (beginList('{', '}', nameOf(ShapeKind::object), path)) {
+  if (beginList('{', '}', ShapeKind::object, path)) {
     do {
       std::size_t i = expected;
       if (!isConverted && i < fields.size() && fields[i].isPlainName && isKey(fields[i].name)) {

@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "tessarine/coding/CodingPathNode.hpp"
 #include "tessarine/coding/Decoder.hpp"
 #include "tessarine/system/json/JSONDecoder.hpp"
-#include "tessarine/system/json/internal/CodingPathNode.hpp"
 #include "tessarine/system/json/internal/JSONStructure.hpp"
 
 namespace tessarine::internal {
@@ -47,7 +47,7 @@ class JSONReader {
   /// The key of a host's type that a key of the text stands for.
   std::string convertedKey(std::string_view key, const CodingPathNode* path) const;
   /// Throws that something else than what was asked for stands there.
-  [[noreturn]] void mismatch(std::uint32_t position, std::string_view expected,
+  [[noreturn]] void mismatch(std::uint32_t position, ShapeKind expected,
                              const CodingPathNode* path);
   DecodingError dataCorrupted(std::uint32_t position, std::string why,
                               const CodingPathNode* path) const;
@@ -78,7 +78,7 @@ class JSONReader {
 
   /// Of a list: past the bracket; whether there is an element. Then, behind each, whether another
   /// follows.
-  bool beginList(char open, char close, std::string_view expected, const CodingPathNode* path);
+  bool beginList(char open, char close, ShapeKind expected, const CodingPathNode* path);
   bool nextInList(char close);
   /// The key at the position, as it stands or, when it has escapes, unescaped to `scratch`. Passes
   /// it and the colon.

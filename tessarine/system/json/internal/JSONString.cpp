@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include <emmintrin.h>
-
 #include "tessarine/values/utf8.hpp"
+
+#include <emmintrin.h>
 
 namespace tessarine::internal {
 namespace {
@@ -27,8 +27,10 @@ template <class Word>
 __m128i loadWord(const char* at) noexcept {
   Word word;
   std::memcpy(&word, at, sizeof word);
-  if constexpr (sizeof(Word) == 8) return _mm_cvtsi64_si128(static_cast<std::int64_t>(word));
-  else return _mm_cvtsi32_si128(static_cast<std::int32_t>(word));
+  if constexpr (sizeof(Word) == 8)
+    return _mm_cvtsi64_si128(static_cast<std::int64_t>(word));
+  else
+    return _mm_cvtsi32_si128(static_cast<std::int32_t>(word));
 }
 
 /// Copies `size` bytes, from one to two words of them, when none is special: by two words that
@@ -72,8 +74,8 @@ std::size_t writeCharacter(std::string_view text, bool escapesSlashes, TextBuffe
     out.append(size == 0 ? utf8Replacement : text.substr(0, size));
     return size == 0 ? 1 : size;
   }
-  const bool isEscaped = static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\' ||
-                         (c == '/' && escapesSlashes);
+  const bool isEscaped =
+      static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\' || (c == '/' && escapesSlashes);
   if (isEscaped) {
     writeEscape(c, out);
   } else {
@@ -85,11 +87,10 @@ std::size_t writeCharacter(std::string_view text, bool escapesSlashes, TextBuffe
 /// Fewer than 16 bytes.
 void writeTail(std::string_view text, bool escapesSlashes, TextBuffer& out) {
   char* const to = out.room(16);
-  const bool isPlain =
-      (text.size() >= 8 &&
-       copyPlain<std::uint64_t>(text.data(), text.size(), to, escapesSlashes)) ||
-      (text.size() >= 4 && text.size() <= 8 &&
-       copyPlain<std::uint32_t>(text.data(), text.size(), to, escapesSlashes));
+  const bool isPlain = (text.size() >= 8 &&
+                        copyPlain<std::uint64_t>(text.data(), text.size(), to, escapesSlashes)) ||
+                       (text.size() >= 4 && text.size() <= 8 &&
+                        copyPlain<std::uint32_t>(text.data(), text.size(), to, escapesSlashes));
   if (isPlain) return out.advanceTo(to + text.size());
   while (!text.empty()) text.remove_prefix(writeCharacter(text, escapesSlashes, out));
 }

@@ -4,10 +4,10 @@
 #include <string>
 #include <utility>
 
-#include <simdjson.h>
-
 #include "tessarine/coding/CodingErrors.hpp"
 #include "tessarine/values/utf8.hpp"
+
+#include <simdjson.h>
 
 namespace tessarine::internal {
 
@@ -71,9 +71,8 @@ JSONStructure::JSONStructure(std::string_view text) {
   if (text.size() > simdjson::SIMDJSON_MAXSIZE_BYTES) fail("more than 4 GB", text.size());
   if (text.empty()) fail("no value", 0);
   scanner_ = scannerFor(text.size());
-  const auto error =
-      scanner_->parser->stage1(reinterpret_cast<const std::uint8_t*>(text.data()), text.size(),
-                               simdjson::stage1_mode::regular);
+  const auto error = scanner_->parser->stage1(reinterpret_cast<const std::uint8_t*>(text.data()),
+                                              text.size(), simdjson::stage1_mode::regular);
   if (error != simdjson::SUCCESS) failAtFault(text);
 }
 

@@ -25,7 +25,7 @@ class KeyedBackend final : public KeyedDecodingContainer::Backend {
  public:
   KeyedBackend(JSONDecodingRun& run, std::uint32_t position, const CodingPathNode* path);
 
-  CodingPath codingPath() const override { return internal::codingPath(path_); }
+  CodingPath codingPath() const override { return tessarine::codingPath(path_); }
   std::vector<AnyCodingKey> allKeys() const override;
   bool contains(CodingKeyView key) const override { return find(key.stringValue()) != nullptr; }
   bool decodeNil(CodingKeyView key) override {
@@ -65,8 +65,7 @@ class KeyedBackend final : public KeyedDecodingContainer::Backend {
   std::unordered_map<std::string_view, const Member*> byKey_;  // of a large object
 };
 
-KeyedBackend::KeyedBackend(JSONDecodingRun& run, std::uint32_t position,
-                           const CodingPathNode* path)
+KeyedBackend::KeyedBackend(JSONDecodingRun& run, std::uint32_t position, const CodingPathNode* path)
     : run_(run), position_(position), path_(path) {
   const JSONReader& reader = run.reader;
   for (std::uint32_t at = position + 1; reader.charAt(at) == '"';) {
@@ -91,9 +90,8 @@ const KeyedBackend::Member* KeyedBackend::find(std::string_view key) const {
 std::uint32_t KeyedBackend::require(CodingKeyView key) const {
   if (const Member* member = find(key.stringValue())) return member->position;
   throw DecodingError::keyNotFound(
-      key.toKey(),
-      {codingPath(), "No value for the key \"" + std::string(key.stringValue()) + "\"", nullptr,
-       run_.reader.offsetOf(position_)});
+      key.toKey(), {codingPath(), "No value for the key \"" + std::string(key.stringValue()) + "\"",
+                    nullptr, run_.reader.offsetOf(position_)});
 }
 
 std::vector<AnyCodingKey> KeyedBackend::allKeys() const {
@@ -117,7 +115,7 @@ class UnkeyedBackend final : public UnkeyedDecodingContainer::Backend {
     }
   }
 
-  CodingPath codingPath() const override { return internal::codingPath(path_); }
+  CodingPath codingPath() const override { return tessarine::codingPath(path_); }
   std::optional<std::size_t> count() const override { return count_; }
   std::size_t currentIndex() const override { return index_; }
   bool isAtEnd() const override { return index_ == count_; }
@@ -152,9 +150,9 @@ class UnkeyedBackend final : public UnkeyedDecodingContainer::Backend {
  private:
   void require() const {
     if (!isAtEnd()) return;
-    throw DecodingError(DecodingError::Case::valueNotFound,
-                        {codingPath(), "There are no more elements.", nullptr,
-                         run_.reader.offsetOf(next_)});
+    throw DecodingError(
+        DecodingError::Case::valueNotFound,
+        {codingPath(), "There are no more elements.", nullptr, run_.reader.offsetOf(next_)});
   }
   void pass() {
     next_ = run_.reader.endOf(next_);
@@ -178,7 +176,7 @@ class SingleValueBackend final : public SingleValueDecodingContainer::Backend {
   SingleValueBackend(JSONDecodingRun& run, std::uint32_t position, const CodingPathNode* path)
       : run_(run), position_(position), path_(path) {}
 
-  CodingPath codingPath() const override { return internal::codingPath(path_); }
+  CodingPath codingPath() const override { return tessarine::codingPath(path_); }
   bool decodeNil() override { return run_.reader.tokenAt(position_) == Token::null; }
   void decode(DecodableSlot slot) override { run_.reader.readAt(position_, slot, path_); }
   bool tryDecode(DecodableSlot slot) override {
@@ -213,14 +211,14 @@ const CodingUserInfo& JSONValueDecoder::userInfo() const { return run_.reader.op
 
 KeyedDecodingContainer JSONValueDecoder::container() {
   if (run_.reader.tokenAt(position_) != Token::object) {
-    run_.reader.mismatch(position_, "object", path_);
+    run_.reader.mismatch(position_, ShapeKind::object, path_);
   }
   return KeyedDecodingContainer(std::make_unique<KeyedBackend>(run_, position_, path_));
 }
 
 UnkeyedDecodingContainer JSONValueDecoder::unkeyedContainer() {
   if (run_.reader.tokenAt(position_) != Token::array) {
-    run_.reader.mismatch(position_, "array", path_);
+    run_.reader.mismatch(position_, ShapeKind::sequence, path_);
   }
   return UnkeyedDecodingContainer(std::make_unique<UnkeyedBackend>(run_, position_, path_));
 }

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "tessarine/coding/CodingPathNode.hpp"
 #include "tessarine/coding/Decoder.hpp"
-#include "tessarine/system/json/internal/CodingPathNode.hpp"
 
 namespace tessarine::internal {
 
@@ -33,7 +33,7 @@ class JSONValueDecoder final : public Decoder {
                    const CodingPathNode* path) noexcept
       : run_(run), position_(position), path_(path) {}
 
-  CodingPath codingPath() const override { return internal::codingPath(path_); }
+  CodingPath codingPath() const override { return tessarine::codingPath(path_); }
   const CodingUserInfo& userInfo() const override;
   KeyedDecodingContainer container() override;
   UnkeyedDecodingContainer unkeyedContainer() override;

@@ -228,11 +228,11 @@ void JSONValueWriter::writeEnumeration(EncodableValue value, const CodingPathNod
 
 void JSONValueWriter::writeSequence(EncodableValue value, const CodingPathNode* path) {
   const SequenceShape& shape = *value.shape->sequence;
-  CodingPathNode step{path};
+  CodingPathNode step{path, {}, -1};
   beginList('[', path);
   bool isFirst = true;
   const auto element = [&](const void* address) {
-    ++step.index;
+    ++*step.index;
     separate(isFirst);
     write({address, shape.element}, &step);
   };

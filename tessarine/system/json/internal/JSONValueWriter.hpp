@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
+#include "tessarine/coding/CodingPathNode.hpp"
 #include "tessarine/coding/Encoder.hpp"
 #include "tessarine/system/json/JSONEncoder.hpp"
-#include "tessarine/system/json/internal/CodingPathNode.hpp"
 #include "tessarine/system/json/internal/TextBuffer.hpp"
 
 namespace tessarine::internal {
@@ -14,8 +14,9 @@ namespace tessarine::internal {
 /// Nesting beyond this is refused in both directions.
 inline constexpr std::size_t deepestJSON = 512;
 
-/// Walks a value by its shape and writes it as it goes. Only a type's own `encode` needs containers:
-/// what it writes is gathered in a `JSONNode` tree first, since containers may be used in any order.
+/// Walks a value by its shape and writes it as it goes. Only a type's own `encode` needs
+/// containers: what it writes is gathered in a `JSONNode` tree first, since containers may be used
+/// in any order.
 class JSONValueWriter {
  public:
   /// Throws `EncodingError` when the top-level value encodes nothing.

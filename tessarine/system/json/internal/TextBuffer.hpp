@@ -17,9 +17,7 @@ class TextBuffer {
     if (capacity_ - size_ < count) grow(count);
     return bytes_.get() + size_;
   }
-  void advanceTo(const char* end) noexcept {
-    size_ = static_cast<std::size_t>(end - bytes_.get());
-  }
+  void advanceTo(const char* end) noexcept { size_ = static_cast<std::size_t>(end - bytes_.get()); }
 
   void append(char c) {
     *room(1) = c;

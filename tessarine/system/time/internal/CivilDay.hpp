@@ -18,9 +18,10 @@ struct CivilDay {
 constexpr std::int64_t daysFromCivil(CivilDay date) noexcept {
   const std::int64_t year = date.year - (date.month <= 2 ? 1 : 0);
   const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-  const auto yearOfEra = static_cast<int>(year - era * 400);                       // 0 to 399
-  const int dayOfYear = (153 * ((date.month + 9) % 12) + 2) / 5 + date.day - 1;    // 0 to 365
-  const int dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;  // 0 to 146096
+  const auto yearOfEra = static_cast<int>(year - era * 400);                     // 0 to 399
+  const int dayOfYear = (153 * ((date.month + 9) % 12) + 2) / 5 + date.day - 1;  // 0 to 365
+  const int dayOfEra =
+      yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;  // 0 to 146096
   return era * 146097 + dayOfEra - 719468;
 }
 

@@ -1,0 +1,147 @@
+#include "tessarine/web/URLEncodedFormComponent.hpp"
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+
+namespace tessarine {
+namespace {
+
+/// Up to this many pairs an object is searched from front to back.
+constexpr std::size_t smallObject = 16;
+constexpr std::size_t nowhere = std::numeric_limits<std::size_t>::max();
+
+std::size_t hashOf(std::string_view key) noexcept { return std::hash<std::string_view>{}(key); }
+
+}  // namespace
+
+// ---- objects ----
+
+std::size_t URLEncodedFormObject::size() const noexcept { return pairs_.size(); }
+const URLEncodedFormObject::Pair* URLEncodedFormObject::begin() const noexcept {
+  return pairs_.data();
+}
+const URLEncodedFormObject::Pair* URLEncodedFormObject::end() const noexcept {
+  return pairs_.data() + pairs_.size();
+}
+
+std::size_t URLEncodedFormObject::indexOf(std::string_view key) const noexcept {
+  if (table_.empty()) {
+    const auto found = std::find_if(pairs_.begin(), pairs_.end(),
+                                    [&](const Pair& pair) { return pair.first == key; });
+    return found == pairs_.end() ? nowhere : static_cast<std::size_t>(found - pairs_.begin());
+  }
+  const std::size_t mask = table_.size() - 1;
+  for (std::size_t slot = hashOf(key) & mask; table_[slot] != 0; slot = (slot + 1) & mask) {
+    if (pairs_[table_[slot] - 1].first == key) return table_[slot] - 1;
+  }
+  return nowhere;
+}
+
+void URLEncodedFormObject::addToTable(std::size_t index) noexcept {
+  const std::size_t mask = table_.size() - 1;
+  std::size_t slot = hashOf(pairs_[index].first) & mask;
+  while (table_[slot] != 0) slot = (slot + 1) & mask;
+  table_[slot] = static_cast<std::uint32_t>(index + 1);
+}
+
+void URLEncodedFormObject::growTable() {
+  table_.assign(std::max<std::size_t>(table_.size() * 2, 4 * smallObject), 0);
+  for (std::size_t i = 0; i < pairs_.size(); ++i) addToTable(i);
+}
+
+const URLEncodedFormComponent* URLEncodedFormObject::find(std::string_view key) const noexcept {
+  const std::size_t index = indexOf(key);
+  return index == nowhere ? nullptr : &pairs_[index].second;
+}
+
+URLEncodedFormComponent& URLEncodedFormObject::valueFor(std::string_view key) {
+  std::size_t index = indexOf(key);
+  if (index == nowhere) {
+    index = pairs_.size();
+    pairs_.emplace_back(key, URLEncodedFormComponent());
+    if (pairs_.size() > smallObject) {
+      if (table_.size() < 2 * pairs_.size()) {
+        growTable();
+      } else {
+        addToTable(index);
+      }
+    }
+  }
+  return pairs_[index].second;
+}
+
+bool URLEncodedFormObject::operator==(const URLEncodedFormObject& other) const {
+  return pairs_ == other.pairs_;
+}
+
+// ---- components ----
+
+URLEncodedFormComponent::URLEncodedFormComponent() noexcept : value_(Object()) {}
+URLEncodedFormComponent::URLEncodedFormComponent(std::string text) noexcept
+    : value_(std::move(text)) {}
+URLEncodedFormComponent::URLEncodedFormComponent(const char* text) : value_(std::string(text)) {}
+URLEncodedFormComponent::URLEncodedFormComponent(Array array) noexcept : value_(std::move(array)) {}
+URLEncodedFormComponent::URLEncodedFormComponent(Object object) noexcept
+    : value_(std::move(object)) {}
+
+bool URLEncodedFormComponent::operator==(const URLEncodedFormComponent& other) const {
+  return value_ == other.value_;
+}
+
+URLEncodedFormComponent& URLEncodedFormComponent::child(std::string_view key) {
+  if (object() == nullptr) value_ = Object();
+  return object()->valueFor(key);
+}
+
+URLEncodedFormComponent& URLEncodedFormComponent::child(std::int64_t index) {
+  if (array() == nullptr) value_ = Array();
+  Array& elements = *array();
+  const auto position = static_cast<std::size_t>(index);  // a negative one is beyond the end
+  return position < elements.size() ? elements[position] : elements.emplace_back();
+}
+
+void URLEncodedFormComponent::set(URLEncodedFormComponent value, const CodingPath& path) {
+  URLEncodedFormComponent* place = this;
+  for (const AnyCodingKey& key : path) {
+    const auto index = key.intValue();
+    place = index ? &place->child(*index) : &place->child(key.stringValue());
+  }
+  *place = std::move(value);
+}
+
+void URLEncodedFormComponent::set(URLEncodedFormComponent value, const CodingPathNode* path) {
+  std::vector<const CodingPathNode*> steps;
+  for (const CodingPathNode* node = path; node != nullptr; node = node->parent) {
+    steps.push_back(node);
+  }
+  URLEncodedFormComponent* place = this;
+  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
+    place = (*step)->index ? &place->child(*(*step)->index) : &place->child((*step)->key);
+  }
+  *place = std::move(value);
+}
+
+std::string URLEncodedFormComponent::description() const {
+  if (const std::string* text = string()) return "string(\"" + *text + "\")";
+  const bool isArray = array() != nullptr;
+  std::string text = isArray ? "array([" : "object([";
+  const std::size_t empty = text.size();
+  const auto separate = [&] {
+    if (text.size() > empty) text += ", ";
+  };
+  if (isArray) {
+    for (const URLEncodedFormComponent& element : *array()) {
+      separate();
+      text += element.description();
+    }
+  } else {
+    for (const auto& [key, value] : *object()) {
+      separate();
+      text.append(key).append(": ").append(value.description());
+    }
+  }
+  return text + "])";
+}
+
+}  // namespace tessarine
