@@ -1,7 +1,6 @@
 #include "tessarine/web/internal/URLEncodedFormTreeEncoder.hpp"
 
 #include <memory>
-#include <optional>
 #include <utility>
 
 #include "tessarine/system/time/ISO8601DateFormatter.hpp"
@@ -12,7 +11,6 @@ namespace {
 
 constexpr double millisecondsASecond = 1000;
 constexpr std::string_view noNil = "URLEncodedFormEncoder cannot encode nil values.";
-constexpr std::size_t deepestForm = 512;
 
 template <class T>
 const T& as(EncodableValue value) noexcept {
@@ -106,6 +104,8 @@ std::optional<std::string> formText(EncodableValue value,
       return dataText(as<Data>(value), options);
     case ShapeKind::decimal:
       return as<Decimal>(value).description();
+    case ShapeKind::uuid:
+      return as<UUID>(value).uuidString();
     default:
       return std::nullopt;
   }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <deque>
+#include <optional>
 #include <string>
 
 #include "tessarine/coding/CodingPathNode.hpp"
@@ -9,6 +11,9 @@
 #include "tessarine/web/URLEncodedFormEncoder.hpp"
 
 namespace tessarine::internal {
+
+/// Nesting beyond this is refused in both directions.
+inline constexpr std::size_t deepestForm = 512;
 
 /// Shared by the encoder and all containers of one run, which write into it through their paths.
 struct URLEncodedFormContext {

@@ -1,0 +1,96 @@
+#include "tessarine/web/internal/FormPairWriter.hpp"
+
+#include "tessarine/web/internal/URLEncodedFormTreeEncoder.hpp"
+
+namespace tessarine::internal {
+
+bool FormPairWriter::suits(const URLEncodedFormEncoder::Options& options) noexcept {
+  return !options.alphabetizeKeyValuePairs &&
+         options.dateEncoding.kind() != URLEncodedFormEncoder::DateEncoding::custom &&
+         options.dataEncoding.kind() != URLEncodedFormEncoder::DataEncoding::custom &&
+         options.keyEncoding.kind() != URLEncodedFormEncoder::KeyEncoding::custom;
+}
+
+bool FormPairWriter::write(EncodableValue root) { return writeMembers(root, nullptr); }
+
+bool FormPairWriter::writeMembers(EncodableValue object, const CodingPathNode* path) {
+  bool isWritten = true;
+  if (object.shape->kind == ShapeKind::map) {
+    const MapShape& shape = *object.shape->map;
+    shape.forEach(object.address, [&](std::string_view key, const void* value) {
+      isWritten = isWritten && writeMember(key, {value, shape.value}, path);
+    });
+    return isWritten;
+  }
+  for (const FieldShape& field : object.shape->fields) {
+    EncodableValue value{field.address(const_cast<void*>(object.address)), field.shape};
+    if (field.shape->kind == ShapeKind::optional) {
+      const OptionalShape& optional = *field.shape->optional;
+      value = {optional.get(value.address), optional.wrapped};
+      if (value.address == nullptr) continue;
+    }
+    if (!writeMember(field.name, value, path)) return false;
+  }
+  return true;
+}
+
+bool FormPairWriter::writeMember(std::string_view key, EncodableValue value,
+                                 const CodingPathNode* path) {
+  const std::size_t size = keyPath_.size();
+  if (path == nullptr) {
+    keyPath_ += key;
+  } else {
+    keyPath_.append("[").append(key).append("]");
+  }
+  const CodingPathNode step{path, key};
+  const bool isWritten = writeValue(value, &step);
+  keyPath_.resize(size);
+  return isWritten;
+}
+
+bool FormPairWriter::writeValue(EncodableValue value, const CodingPathNode* path) {
+  const TypeShape& shape = *value.shape;
+  if (shape.encode != nullptr || depth_ == deepestForm) return false;
+  switch (shape.kind) {
+    case ShapeKind::text:
+      writePair(*static_cast<const std::string*>(value.address));
+      return true;
+    case ShapeKind::map:
+    case ShapeKind::object: {
+      ++depth_;
+      const bool isWritten = writeMembers(value, path);
+      --depth_;
+      return isWritten;
+    }
+    case ShapeKind::sequence:
+      return writeSequence(value, path);
+    default: {
+      const auto text = formText(value, options_, path);
+      if (text) writePair(*text);
+      return text.has_value();
+    }
+  }
+}
+
+bool FormPairWriter::writeSequence(EncodableValue value, const CodingPathNode* path) {
+  const SequenceShape& shape = *value.shape->sequence;
+  const std::size_t size = keyPath_.size();
+  if (options_.arrayEncoding == URLEncodedFormEncoder::ArrayEncoding::brackets) keyPath_ += "[]";
+  CodingPathNode step{path, {}, -1};
+  bool isWritten = true;
+  ++depth_;
+  shape.forEach(value.address, [&](const void* element) {
+    ++*step.index;
+    isWritten = isWritten && writeValue({element, shape.element}, &step);
+  });
+  --depth_;
+  keyPath_.resize(size);
+  return isWritten;
+}
+
+void FormPairWriter::writePair(std::string_view value) {
+  if (!text_.empty()) text_ += '&';
+  serializer_.appendPair(keyPath_, value, text_);
+}
+
+}  // namespace tessarine::internal
