@@ -1,6 +1,7 @@
 #pragma once
 
-/// The services that families stand on: queues, timers and tasks, the preference store, texts.
+/// The services that families stand on: queues, timers and tasks, the preference store, JSON,
+/// texts, dates.
 #include "tessarine/system/dispatch/AnyCancellable.hpp"
 #include "tessarine/system/dispatch/Async.hpp"
 #include "tessarine/system/dispatch/AsyncStream.hpp"
@@ -25,7 +26,17 @@
 #include "tessarine/system/dispatch/SeqLock.hpp"
 #include "tessarine/system/dispatch/Task.hpp"
 #include "tessarine/system/dispatch/TaskContext.hpp"
+#include "tessarine/system/json/JSONDecoder.hpp"
+#include "tessarine/system/json/JSONEncoder.hpp"
+#include "tessarine/system/json/JSONSerialization.hpp"
+#include "tessarine/system/json/JSONStrategies.hpp"
 #include "tessarine/system/store/NotificationCenter.hpp"
 #include "tessarine/system/store/UserDefaults.hpp"
+#include "tessarine/system/text/CharacterSet.hpp"
 #include "tessarine/system/text/Characters.hpp"
+#include "tessarine/system/text/Graphemes.hpp"
+#include "tessarine/system/text/KeyWords.hpp"
 #include "tessarine/system/text/RegularExpression.hpp"
+#include "tessarine/system/text/StringEncoding.hpp"
+#include "tessarine/system/time/DateFormatter.hpp"
+#include "tessarine/system/time/ISO8601DateFormatter.hpp"

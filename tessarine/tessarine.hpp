@@ -1,7 +1,10 @@
 #pragma once
 
 /// The whole library.
+#include "tessarine/codable.hpp"
+#include "tessarine/coding.hpp"
 #include "tessarine/preferences.hpp"
 #include "tessarine/scheduling.hpp"
 #include "tessarine/system.hpp"
 #include "tessarine/values.hpp"
+#include "tessarine/web.hpp"

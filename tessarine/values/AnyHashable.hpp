@@ -3,11 +3,14 @@
 #include <any>
 #include <concepts>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
+#include <vector>
 
 #include "tessarine/export.hpp"
 #include "tessarine/values/PreferenceObject.hpp"
@@ -24,10 +27,13 @@ concept Hashable = std::equality_comparable<T> && std::copy_constructible<T> &&
 
 /// Any hashable value behind one type, with equality and hash. What is a property-list value is
 /// kept as a `PreferenceObject`, so numbers of different C++ types compare by value; values of all
-/// other types are equal when their types are the same and they compare equal. Immutable; cheap to
-/// copy.
+/// other types are equal when their types are the same and they compare equal. Lists and
+/// dictionaries of such values are values too, whatever they hold. Immutable; cheap to copy.
 class TESSARINE_EXPORT AnyHashable {
  public:
+  using Array = std::vector<AnyHashable>;
+  using Dictionary = std::map<std::string, AnyHashable, std::less<>>;
+
   AnyHashable(PreferenceObject object) noexcept
       : object_(std::move(object)) {}  // NOLINT(google-explicit-constructor)
 
@@ -35,6 +41,10 @@ class TESSARINE_EXPORT AnyHashable {
   requires(PreferenceBridged<T> && !std::same_as<T, PreferenceObject>) AnyHashable(const T& value)
       : object_(PreferenceBridge<T>::toObject(value)) {}  // NOLINT(google-explicit-constructor)
   AnyHashable(const char* text) : object_(text) {}        // NOLINT(google-explicit-constructor)
+
+  // A list of property-list values is one, and equal to it.
+  AnyHashable(Array elements);    // NOLINT(google-explicit-constructor)
+  AnyHashable(Dictionary pairs);  // NOLINT(google-explicit-constructor)
 
   template <class T>
   requires(!std::same_as<T, AnyHashable> && !PreferenceBridged<T> &&
@@ -49,8 +59,11 @@ class TESSARINE_EXPORT AnyHashable {
 
   /// The direct dynamic cast: by the rules of `PreferenceBridge` for property-list values, by exact
   /// type for all others.
+  /// Any list is an `Array` and any dictionary a `Dictionary`.
   template <class T>
   std::optional<T> cast() const {
+    if constexpr (std::same_as<T, Array>) return array();
+    if constexpr (std::same_as<T, Dictionary>) return dictionary();
     if (box_ == nullptr) return dynamicCast<T>(object_);
     if constexpr (!PreferenceBridged<T> && Hashable<T>) {
       if (box_->type() == typeid(T)) return static_cast<const Box<T>&>(*box_).value;
@@ -65,6 +78,9 @@ class TESSARINE_EXPORT AnyHashable {
   std::size_t hash() const noexcept { return box_ == nullptr ? object_.hash() : box_->hash(); }
 
  private:
+  std::optional<Array> array() const;
+  std::optional<Dictionary> dictionary() const;
+
   struct AnyBox {
     AnyBox() = default;
     AnyBox(const AnyBox&) = delete;
@@ -84,6 +100,9 @@ class TESSARINE_EXPORT AnyHashable {
     std::size_t hash() const noexcept override { return std::hash<T>{}(value); }
     T value;
   };
+
+  template <class Contents>
+  struct ContentsBox;
 
   PreferenceObject object_;
   std::shared_ptr<const AnyBox> box_;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
+
 namespace tessarine {
 
 /// Stands for an absent value where a container of dynamic values needs one in its place.
@@ -8,3 +11,8 @@ struct NSNull {
 };
 
 }  // namespace tessarine
+
+template <>
+struct std::hash<tessarine::NSNull> {
+  std::size_t operator()(const tessarine::NSNull& /*null*/) const noexcept { return 0; }
+};

@@ -26,19 +26,19 @@ namespace tessarine {
 /// list of objects needs brackets.
 ///
 /// Throws `DecodingError` with the path, and with the byte where the text itself is at fault: an
-/// escape that there is not, bytes that are no UTF-8, one path that stands for a text and an object,
-/// more than 512 levels. Immutable; any thread. Linear time.
+/// escape that there is not, bytes that are no UTF-8, one path that stands for a text and an
+/// object, more than 512 levels. Immutable; any thread. Linear time.
 class TESSARINE_EXPORT URLEncodedFormDecoder {
  public:
   /// How dates and bytes were written; a callback gets the text.
   struct Options {
     using DateEncoding = URLEncodedFormEncoder::DateEncoding;
     DateEncoding::Case dateEncoding = DateEncoding::deferredToDate;
-    DateFormatter formatter = DateFormatter("");                      ///< of `formatted`
-    std::function<Date(std::string_view)> dateCallback;               ///< of `custom`
+    DateFormatter formatter = DateFormatter("");         ///< of `formatted`
+    std::function<Date(std::string_view)> dateCallback;  ///< of `custom`
     URLEncodedFormEncoder::DataEncoding::Case dataEncoding =
         URLEncodedFormEncoder::DataEncoding::base64;
-    std::function<Data(std::string_view)> dataCallback;               ///< of `custom`
+    std::function<Data(std::string_view)> dataCallback;  ///< of `custom`
     /// The encoder's: keys are looked up as it would have written them.
     URLEncodedFormEncoder::KeyEncoding keyEncoding =
         URLEncodedFormEncoder::KeyEncoding::useDefaultKeys;

@@ -102,7 +102,8 @@ class Insertion {
       *place = std::move(value);
     } else if (std::string* text = place->string()) {  // the key comes again
       *place = Component::Array{std::move(*text), std::move(value)};
-    } else if (Component::Array* elements = place->array(); elements != nullptr && isPlain(*elements)) {
+    } else if (Component::Array* elements = place->array();
+               elements != nullptr && isPlain(*elements)) {
       elements->emplace_back(std::move(value));
     } else {
       conflict();

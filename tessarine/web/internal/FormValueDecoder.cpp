@@ -24,11 +24,10 @@ std::string_view nameOf(const Component& component) {
 
 [[noreturn]] void mismatch(std::string_view expected, const Component& found,
                            const CodingPathNode* path) {
-  throw DecodingError(Case::typeMismatch,
-                      {tessarine::codingPath(path), std::string("Expected ")
-                                                        .append(expected)
-                                                        .append(" but found ")
-                                                        .append(nameOf(found))});
+  throw DecodingError(
+      Case::typeMismatch,
+      {tessarine::codingPath(path),
+       std::string("Expected ").append(expected).append(" but found ").append(nameOf(found))});
 }
 
 /// The elements that a component is as a list, in order: those of a list; of an object whose keys
@@ -228,10 +227,10 @@ void FormDecodingRun::read(const Component& component, DecodableSlot slot,
     if (text == nullptr) mismatch(tessarine::nameOf(shape.kind), component, path);
     if (readFormScalar(*text, slot, options)) return;
     constexpr std::size_t longestShown = 40;
-    throw DecodingError(Case::dataCorrupted,
-                        {tessarine::codingPath(path), "The text \"" + text->substr(0, longestShown) +
-                                                          "\" is no " +
-                                                          std::string(tessarine::nameOf(shape.kind))});
+    throw DecodingError(
+        Case::dataCorrupted,
+        {tessarine::codingPath(path), "The text \"" + text->substr(0, longestShown) + "\" is no " +
+                                          std::string(tessarine::nameOf(shape.kind))});
   }
   FormValueDecoder decoder(*this, component, path);
   tessarine::decode(slot, decoder);
@@ -248,7 +247,8 @@ UnkeyedDecodingContainer FormValueDecoder::unkeyedContainer() {
 }
 
 SingleValueDecodingContainer FormValueDecoder::singleValueContainer() {
-  return SingleValueDecodingContainer(std::make_unique<SingleValueBackend>(run_, component_, path_));
+  return SingleValueDecodingContainer(
+      std::make_unique<SingleValueBackend>(run_, component_, path_));
 }
 
 }  // namespace tessarine::internal

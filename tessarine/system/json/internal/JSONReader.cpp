@@ -216,8 +216,6 @@ void JSONReader::readDocument(DecodableSlot slot) {
   if (at_ != starts_.size()) unexpected(at_);
 }
 
-void JSONReader::validateDocument() { validateAll(nullptr); }
-
 void JSONReader::validateAll(std::vector<std::uint32_t>* ends) const {
   const std::uint32_t end = validate(0, 0, ends);
   if (end != starts_.size()) unexpected(end);
@@ -333,6 +331,9 @@ JSONReader::Token JSONReader::tokenAt(std::uint32_t position) const noexcept {
 
 bool JSONReader::mayRead(std::uint32_t position, ShapeKind kind) const noexcept {
   const Token token = tokenAt(position);
+  const auto integer = [&] {
+    return token == Token::number ? integerOfJSONNumber(numberAt(position)) : std::nullopt;
+  };
   switch (kind) {
     case ShapeKind::boolean:
       return token == Token::boolean;
@@ -344,8 +345,14 @@ bool JSONReader::mayRead(std::uint32_t position, ShapeKind kind) const noexcept 
     case ShapeKind::map:
     case ShapeKind::object:
       return token == Token::object;
-    case ShapeKind::int64:
-      return token == Token::number && integerOfJSONNumber(numberAt(position)).has_value();
+    case ShapeKind::int64: {
+      const auto number = integer();
+      return number && *number == static_cast<std::int64_t>(*number);
+    }
+    case ShapeKind::uint64: {
+      const auto number = integer();
+      return number && *number == static_cast<Int128>(static_cast<std::uint64_t>(*number));
+    }
     default:
       return true;
   }

@@ -23,12 +23,13 @@ class JSONReader {
 
   /// Reads the whole document, or throws.
   void readDocument(DecodableSlot slot);
-  /// Throws `DecodingError` unless the whole text is one JSON document.
-  void validateDocument();
 
   const JSONDecoderOptions& options() const noexcept { return options_; }
 
   // ---- for containers ----
+
+  /// Throws `DecodingError` unless the whole text is one JSON document; what follows needs it.
+  void findEnds();
 
   enum class Token : std::uint8_t { null, boolean, number, text, array, object, other };
   Token tokenAt(std::uint32_t position) const noexcept;
@@ -93,7 +94,6 @@ class JSONReader {
                          std::vector<std::uint32_t>* ends) const;
   void validateScalar(std::uint32_t position) const;
   void validateAll(std::vector<std::uint32_t>* ends) const;
-  void findEnds();
 
   /// The text between the quotes of the string there, as it stands.
   std::string_view rawString(std::uint32_t position, bool& hasEscapes) const noexcept;
