@@ -53,14 +53,14 @@ class TESSARINE_EXPORT URLEncodedFormDecoder {
 
   template <Decodable T>
   T decode(std::string_view form) const {
-    return decode<T>(component(form));
+    return decodeComponent<T>(component(form));
   }
   template <Decodable T>
   T decode(const Data& form) const {
     return decode<T>(form.text());
   }
   template <Decodable T>
-  T decode(const URLEncodedFormComponent& root) const {
+  T decodeComponent(const URLEncodedFormComponent& root) const {
     return detail::decoded<T>([&](DecodableSlot slot) { decodeInto(slot, root); });
   }
 

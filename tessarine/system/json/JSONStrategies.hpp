@@ -37,9 +37,9 @@ class JSONDateStrategy : public JSONDateForms {
   // NOLINTNEXTLINE(google-explicit-constructor): a case without a payload is the strategy
   JSONDateStrategy(Case plain) : case_(plain) {}
   static JSONDateStrategy withFormatter(DateFormatter formatter) {
-    return {formatted, std::move(formatter)};
+    return {Case::formatted, std::move(formatter)};
   }
-  static JSONDateStrategy withCallback(Custom callback) { return {custom, std::move(callback)}; }
+  static JSONDateStrategy withCallback(Custom callback) { return {Case::custom, std::move(callback)}; }
 
   Case kind() const noexcept { return case_; }
   const DateFormatter& formatter() const { return std::get<DateFormatter>(payload_); }
@@ -66,7 +66,7 @@ class JSONDataStrategy : public JSONDataForms {
   JSONDataStrategy() = default;
   // NOLINTNEXTLINE(google-explicit-constructor): a case without a payload is the strategy
   JSONDataStrategy(Case plain) : case_(plain) {}
-  static JSONDataStrategy withCallback(Custom callback) { return {custom, std::move(callback)}; }
+  static JSONDataStrategy withCallback(Custom callback) { return {Case::custom, std::move(callback)}; }
 
   Case kind() const noexcept { return case_; }
   const Custom& callback() const noexcept { return callback_; }
@@ -120,7 +120,7 @@ class JSONKeyStrategy {
   // NOLINTNEXTLINE(google-explicit-constructor): a case without a payload is the strategy
   JSONKeyStrategy(Case plain) : case_(plain) {}
   static JSONKeyStrategy withCallback(Custom callback) {
-    JSONKeyStrategy strategy(custom);
+    JSONKeyStrategy strategy(Case::custom);
     strategy.callback_ = std::move(callback);
     return strategy;
   }

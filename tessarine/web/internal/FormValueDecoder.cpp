@@ -110,11 +110,17 @@ class KeyedBackend final : public KeyedDecodingContainer::Backend {
     using KeyEncoding = URLEncodedFormEncoder::KeyEncoding;
     if (run_.options.keyEncoding.kind() == KeyEncoding::useDefaultKeys) return object_.find(key);
     std::string whole;
+    const auto append = [&](std::string_view step) {
+      if (whole.empty()) {
+        whole += step;
+      } else {
+        whole.append("[").append(step).append("]");
+      }
+    };
     for (const AnyCodingKey& step : codingPath()) {
-      const std::string piece = step.intValue() ? std::string() : step.stringValue();
-      whole += whole.empty() ? piece : "[" + piece + "]";
+      append(step.intValue() ? std::string_view() : step.stringValue());
     }
-    whole += whole.empty() ? std::string(key) : "[" + std::string(key) + "]";
+    append(key);
     const std::string written = run_.options.keyEncoding.encode(whole);
     std::string_view piece = written;
     if (path_ != nullptr) {

@@ -179,7 +179,7 @@ void JSONValueWriter::writeDate(EncodableValue value, const CodingPathNode* path
   const Date date = as<Date>(value.address);
   const auto& strategy = options_.dateEncodingStrategy;
   using Strategy = std::remove_cvref_t<decltype(strategy)>;
-  const auto text = [&](const std::string& text) {
+  const auto writeText = [&](const std::string& text) {
     if (text.empty()) fail(value, path, "The date has no text in this form.");
     writeJSONString(text, !options_.outputFormatting.withoutEscapingSlashes, out_);
   };
@@ -191,9 +191,9 @@ void JSONValueWriter::writeDate(EncodableValue value, const CodingPathNode* path
     case Strategy::millisecondsSince1970:
       return writeFloat(value, date.timeIntervalSince1970() * millisecondsASecond, path);
     case Strategy::iso8601:
-      return text(ISO8601DateFormatter::shared().string(date));
+      return writeText(ISO8601DateFormatter::shared().string(date));
     case Strategy::formatted:
-      return text(strategy.formatter().string(date));
+      return writeText(strategy.formatter().string(date));
     case Strategy::custom:
       return writeByHand([&](Encoder& encoder) { strategy.callback()(date, encoder); }, path);
   }
