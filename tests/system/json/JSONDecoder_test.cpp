@@ -1,7 +1,5 @@
 #include "tessarine/system/json/JSONDecoder.hpp"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -10,6 +8,8 @@
 #include <vector>
 
 #include "tessarine/system/json/JSONSerialization.hpp"
+
+#include <gtest/gtest.h>
 
 namespace tessarine {
 namespace {
@@ -26,8 +26,8 @@ struct Order {
   std::string id;
   std::optional<bool> paid = true;
   std::vector<Line> lines;
-  static constexpr auto codingFields = fields(
-      field("id", &Order::id), field("paid", &Order::paid), field("lines", &Order::lines));
+  static constexpr auto codingFields =
+      fields(field("id", &Order::id), field("paid", &Order::paid), field("lines", &Order::lines));
 };
 
 /// Only reading, and through every kind of container.
@@ -169,9 +169,9 @@ TEST(JSONDecoder, NestsTo512Levels) {
   EXPECT_NO_THROW((void)JSONSerialization::jsonObject(nested(512)));
   for (const std::size_t levels : {513, 100000}) {
     EXPECT_THROW(JSONSerialization::validate(nested(levels)), DecodingError);
-    EXPECT_THROW((void)JSONDecoder().decode<Order>(
-                     "{\"x\":" + std::string(nested(levels - 1).text()) + "}"),
-                 DecodingError);
+    EXPECT_THROW(
+        (void)JSONDecoder().decode<Order>("{\"x\":" + std::string(nested(levels - 1).text()) + "}"),
+        DecodingError);
   }
 }
 
@@ -223,14 +223,16 @@ TEST(JSONDecoder, ReadsNumbersByWhatTheyAreNotByTheirNotation) {
   EXPECT_EQ(decoder.decode<std::uint64_t>("18446744073709551615"), ~std::uint64_t{0});
   EXPECT_EQ(decoder.decode<std::int64_t>("-9223372036854775808"),
             std::numeric_limits<std::int64_t>::min());
-  EXPECT_EQ(decoder.decode<double>("123456789012345678901234567890"), 123456789012345678901234567890.0);
+  EXPECT_EQ(decoder.decode<double>("123456789012345678901234567890"),
+            123456789012345678901234567890.0);
   EXPECT_EQ(decoder.decode<double>("0.1"), 0.1);
   EXPECT_EQ(decoder.decode<double>("9007199254740993"), 9007199254740992.0);
   EXPECT_EQ(decoder.decode<double>("1e-400"), 0.0);
   EXPECT_EQ(decoder.decode<double>("5e-324"), 5e-324);
   EXPECT_EQ(decoder.decode<float>("16777217.0000001"), 16777218.0F);  // not by way of a double
   EXPECT_EQ(decoder.decode<Decimal>("0.10").description(), "0.1");
-  for (const char* text : {"1.5", "1e-1", "-0.0", "9223372036854775808", "1e1000000000000", "true"}) {
+  for (const char* text :
+       {"1.5", "1e-1", "-0.0", "9223372036854775808", "1e1000000000000", "true"}) {
     EXPECT_THROW((void)decoder.decode<std::int64_t>(text), DecodingError) << text;
   }
   for (const char* text : {"-1", "256", "18446744073709551616", "1e400"}) {
@@ -262,8 +264,9 @@ TEST(JSONSerialization, KeepsKindsAndRefusesWhatFitsNone) {
   EXPECT_TRUE(JSONSerialization::isValidJSONObject(object));
   EXPECT_FALSE(JSONSerialization::isValidJSONObject(Date()));
   EXPECT_THROW((void)read("18446744073709551616"), DecodingError);
-  EXPECT_THROW((void)JSONSerialization::jsonObject(Data::fromText("1"), {.fragmentsAllowed = false}),
-               DecodingError);
+  EXPECT_THROW(
+      (void)JSONSerialization::jsonObject(Data::fromText("1"), {.fragmentsAllowed = false}),
+      DecodingError);
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "tessarine/system/json/JSONEncoder.hpp"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <functional>
 #include <map>
@@ -11,6 +9,8 @@
 #include <vector>
 
 #include "tessarine/coding/Encoder.hpp"
+
+#include <gtest/gtest.h>
 
 namespace tessarine {
 namespace {
@@ -118,19 +118,21 @@ TEST(JSONEncoder, BoundsDepthInBothForms) {
         for (int i = 0; i < 512; ++i) open.push_back(open.back().nestedUnkeyedContainer());
         open.back().encode(1);
       },
-      "Nested deeper than 512 levels.: " + [] {
-        std::string path;
-        for (int i = 0; i < 512; ++i) path += "[0]";
-        return path;
-      }());
+      "Nested deeper than 512 levels.: " +
+          [] {
+            std::string path;
+            for (int i = 0; i < 512; ++i) path += "[0]";
+            return path;
+          }());
 }
 
 TEST(JSONEncoder, FormatsAsAsked) {
   const std::map<std::string, std::vector<std::string>> value{{"b", {"/", "\x7f\x1f"}}, {"a", {}}};
   EXPECT_EQ(JSONEncoder().text(value), "{\"a\":[],\"b\":[\"\\/\",\"\x7f\\u001f\"]}");
-  EXPECT_EQ(JSONEncoder({.outputFormatting = {.prettyPrinted = true, .withoutEscapingSlashes = true}})
-                .text(value),
-            "{\n  \"a\": [],\n  \"b\": [\n    \"/\",\n    \"\x7f\\u001f\"\n  ]\n}");
+  EXPECT_EQ(
+      JSONEncoder({.outputFormatting = {.prettyPrinted = true, .withoutEscapingSlashes = true}})
+          .text(value),
+      "{\n  \"a\": [],\n  \"b\": [\n    \"/\",\n    \"\x7f\\u001f\"\n  ]\n}");
   const ByHand unsorted{[](Encoder& encoder) {
     auto container = encoder.container();
     container.encode(1, "b");

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <array>
 #include <bit>
 #include <cmath>
@@ -19,6 +17,8 @@
 #include "tessarine/system/json/JSONEncoder.hpp"
 #include "tessarine/web/URLEncodedFormDecoder.hpp"
 #include "tessarine/web/URLEncodedFormEncoder.hpp"
+
+#include <gtest/gtest.h>
 
 namespace tessarine {
 namespace {
@@ -67,9 +67,8 @@ struct Leaf {
   std::string name;
   std::optional<std::int32_t> count;
   double weight = 0;
-  static constexpr auto codingFields =
-      fields(field("name", &Leaf::name), field("count", &Leaf::count),
-             field("weight", &Leaf::weight));
+  static constexpr auto codingFields = fields(
+      field("name", &Leaf::name), field("count", &Leaf::count), field("weight", &Leaf::weight));
   bool operator==(const Leaf&) const = default;
 };
 
@@ -104,19 +103,18 @@ struct Everything {
   Leaf leaf;
   static constexpr auto codingFields = fields(
       field("flag", &Everything::flag), field("i8", &Everything::i8),
-      field("i64", &Everything::i64), field("u8", &Everything::u8),
-      field("u64", &Everything::u64), field("i128", &Everything::i128),
-      field("u128", &Everything::u128), field("f32", &Everything::f32),
-      field("f64", &Everything::f64), field("te/xt \"key\"", &Everything::text),
-      field("date", &Everything::date), field("data", &Everything::data),
-      field("uuid", &Everything::uuid), field("decimal", &Everything::decimal),
-      field("size", &Everything::size), field("theme", &Everything::theme),
-      field("note", &Everything::note), field("triple", &Everything::triple),
-      field("bits", &Everything::bits), field("texts", &Everything::texts),
-      field("numbers", &Everything::numbers), field("words", &Everything::words),
-      field("leaves", &Everything::leaves), field("byNumber", &Everything::byNumber),
-      field("row", &Everything::row), field("temperature", &Everything::temperature),
-      field("leaf", &Everything::leaf));
+      field("i64", &Everything::i64), field("u8", &Everything::u8), field("u64", &Everything::u64),
+      field("i128", &Everything::i128), field("u128", &Everything::u128),
+      field("f32", &Everything::f32), field("f64", &Everything::f64),
+      field("te/xt \"key\"", &Everything::text), field("date", &Everything::date),
+      field("data", &Everything::data), field("uuid", &Everything::uuid),
+      field("decimal", &Everything::decimal), field("size", &Everything::size),
+      field("theme", &Everything::theme), field("note", &Everything::note),
+      field("triple", &Everything::triple), field("bits", &Everything::bits),
+      field("texts", &Everything::texts), field("numbers", &Everything::numbers),
+      field("words", &Everything::words), field("leaves", &Everything::leaves),
+      field("byNumber", &Everything::byNumber), field("row", &Everything::row),
+      field("temperature", &Everything::temperature), field("leaf", &Everything::leaf));
   bool operator==(const Everything&) const = default;
 };
 
@@ -139,15 +137,20 @@ class Random {
   }
   template <class Float, class Bits>
   Float floating() {
-    constexpr std::array edges{Float(-0.0), Float(0), std::numeric_limits<Float>::denorm_min(),
-                               std::numeric_limits<Float>::max(), Float(0.1), Float(1e15)};
+    constexpr std::array edges{Float(-0.0),
+                               Float(0),
+                               std::numeric_limits<Float>::denorm_min(),
+                               std::numeric_limits<Float>::max(),
+                               Float(0.1),
+                               Float(1e15)};
     if (below(3) == 0) return edges[below(edges.size())];
     const auto value = std::bit_cast<Float>(static_cast<Bits>(bits()));
     return std::isfinite(value) ? value : Float(1);
   }
   std::string text() {
     constexpr std::array<std::string_view, 12> pieces{
-        "a", "Z9", " ", "\"", "\\", "/", "\n", "\x01", "é", "日本", "🙂", "a long run of plain text"};
+        "a",  "Z9",   " ", "\"",   "\\",   "/",
+        "\n", "\x01", "é", "日本", "🙂", "a long run of plain text"};
     std::string text;
     for (std::size_t n = below(6); n > 0; --n) text += pieces[below(pieces.size())];
     return text;
@@ -187,7 +190,8 @@ Everything randomValue(Random& random) {
     value.numbers.insert(random.integer<int>());
     value.words.insert(random.text());
     value.leaves.insert_or_assign(std::to_string(n).append("k"), random.leaf());
-    value.byNumber.insert_or_assign(random.integer<int>(), random.floating<double, std::uint64_t>());
+    value.byNumber.insert_or_assign(random.integer<int>(),
+                                    random.floating<double, std::uint64_t>());
     value.row.push_back(random.leaf());
   }
   if (random.below(2) == 0) value.temperature = Celsius(random.floating<double, std::uint64_t>());
@@ -219,8 +223,7 @@ TEST(JSONRoundTrip, KeyStrategiesGoBothWays) {
   const Keys keys{leaf, "u"};
   const std::string text =
       JSONEncoder({.keyEncodingStrategy = JSONKeyStrategy::snakeCase}).text(keys);
-  EXPECT_EQ(text,
-            R"({"first_leaf":{"name":"n","count":3,"weight":0.5},"user_id_value":"u"})");
+  EXPECT_EQ(text, R"({"first_leaf":{"name":"n","count":3,"weight":0.5},"user_id_value":"u"})");
   const auto back =
       JSONDecoder({.keyDecodingStrategy = JSONKeyStrategy::snakeCase}).decode<Keys>(text);
   EXPECT_EQ(back.firstLeaf, leaf);
@@ -282,8 +285,8 @@ TEST(JSONRoundTrip, DateDataAndFloatStrategiesGoBothWays) {
                                 -std::numeric_limits<double>::infinity(), std::nan("")};
   const std::string text = JSONEncoder({.nonConformingFloatEncodingStrategy = texts}).text(odd);
   EXPECT_EQ(text, R"(["inf",-0.0,"-inf","nan"])");
-  const auto back = JSONDecoder({.nonConformingFloatDecodingStrategy = texts})
-                        .decode<std::vector<double>>(text);
+  const auto back =
+      JSONDecoder({.nonConformingFloatDecodingStrategy = texts}).decode<std::vector<double>>(text);
   EXPECT_EQ(back[0], odd[0]);
   EXPECT_TRUE(std::signbit(back[1]));
   EXPECT_EQ(back[2], odd[2]);
