@@ -123,7 +123,7 @@ TEST(URLEncodedForm, EscapesEveryByteThatIsNotAllowed) {
   }
   EXPECT_EQ(one("a b+", {.spaceEncoding = Form::SpaceEncoding::plusReplaced}), "a+b%2B");
   EXPECT_EQ(one("🙂\xff"), "%F0%9F%99%82%EF%BF%BD");
-  EXPECT_EQ(one("é[", {.allowedCharacters = CharacterSet("é[")}), "é[");
+  EXPECT_EQ(one("é[", {.allowedCharacters = CharacterSet("ké[")}), "é[");
   EXPECT_EQ(Form().text(std::map<std::string, std::string>{{"", ""}}), "=");
 }
 
