@@ -1,0 +1,89 @@
+#pragma once
+
+#include <concepts>
+#include <optional>
+
+#include "tessarine/animation/VectorConvertible.hpp"
+
+namespace tessarine {
+
+/// What a law says of a state: that the motion goes on, or that it ends on a vector.
+template <VectorConvertible Value>
+class Convergence {
+ public:
+  static Convergence converge(VectorType<Value> vector) noexcept { return Convergence(vector); }
+  static Convergence keepRunning() noexcept { return Convergence(std::nullopt); }
+
+  /// Where the motion ends; absent while it goes on.
+  const std::optional<VectorType<Value>>& vector() const noexcept { return vector_; }
+
+ private:
+  explicit Convergence(std::optional<VectorType<Value>> vector) noexcept : vector_(vector) {}
+  std::optional<VectorType<Value>> vector_;
+};
+
+/// A law of motion: the acceleration at a place and speed, and when it has come to rest. Hosts
+/// write their own beside `SpringFunction` and `DecayFunction`:
+///
+///     struct Gravity {
+///       using Value = CGPoint;
+///       SIMD2 acceleration(SIMD2, SIMD2) const { return {0, 981}; }
+///       Convergence<CGPoint> convergence(SIMD2 value, SIMD2) const {
+///         return value[1] < 500 ? Convergence<CGPoint>::keepRunning()
+///                               : Convergence<CGPoint>::converge({value[0], 500});
+///       }
+///     };
+///
+/// Both are called on the main thread; an exception ends the operation or frame that called.
+template <class F>
+concept SimulationFunction = std::copyable<F> && VectorConvertible<typename F::Value> &&
+    requires(const F& function, VectorType<typename F::Value> vector) {
+  { function.acceleration(vector, vector) } -> std::same_as<VectorType<typename F::Value>>;
+  { function.convergence(vector, vector) } -> std::same_as<Convergence<typename F::Value>>;
+};
+
+/// A law for motions of `Value`.
+template <class F, class Value>
+concept SimulationFunctionOf = SimulationFunction<F> && std::same_as<typename F::Value, Value>;
+
+/// A place and a speed, or the rates at which they change.
+template <class Vector>
+struct MotionState {
+  Vector value;
+  Vector velocity;
+};
+
+namespace detail {
+
+/// The rates of change `time` after (`value`, `velocity`), if these change as `derivative` says.
+template <class F, class Vector>
+inline MotionState<Vector> evaluate(const F& function, Vector value, Vector velocity, double time,
+                                    MotionState<Vector> derivative) {
+  const Vector x = value + time * derivative.value;
+  const Vector v = velocity + time * derivative.velocity;
+  return {v, function.acceleration(x, v)};
+}
+
+}  // namespace detail
+
+/// One step of `time` seconds under `function`, by the classical Runge-Kutta method of fourth
+/// order.
+template <SimulationFunction F>
+MotionState<VectorType<typename F::Value>> integrate(const F& function,
+                                                     VectorType<typename F::Value> value,
+                                                     VectorType<typename F::Value> velocity,
+                                                     double time) {
+  using Vector = VectorType<typename F::Value>;
+  constexpr double sixth = 0.16666666666666666;
+  const auto a = detail::evaluate(function, value, velocity, 0.0, MotionState<Vector>{});
+  const auto b = detail::evaluate(function, value, velocity, time * 0.5, a);
+  const auto c = detail::evaluate(function, value, velocity, time * 0.5, b);
+  const auto d = detail::evaluate(function, value, velocity, time, c);
+  const auto mean = [&](Vector MotionState<Vector>::*part) {
+    return sixth * (a.*part + 2.0 * (b.*part + c.*part) + d.*part);
+  };
+  return {value + time * mean(&MotionState<Vector>::value),
+          velocity + time * mean(&MotionState<Vector>::velocity)};
+}
+
+}  // namespace tessarine
