@@ -160,8 +160,7 @@ class AnimatorCore : public std::enable_shared_from_this<AnimatorCore<Value>> {
   using OnChange = std::function<void(Value)>;
 
   AnimatorCore(Value initialValue, std::shared_ptr<FrameSource> frames)
-      : link_(std::in_place, std::move(frames)),
-        state_(typename State::AtRest{std::move(initialValue)}) {}
+      : link_(std::in_place, std::move(frames)), state_(std::move(initialValue)) {}
 
   void listen() {
     link_->setOnFrame([weak = this->weak_from_this()](const DisplayLink::Frame& frame) {
@@ -183,7 +182,11 @@ class AnimatorCore : public std::enable_shared_from_this<AnimatorCore<Value>> {
     onChange_.swap(replaced);
   }
 
-  void enter(State next) { change(std::move(next), CompletionReason::interrupted); }
+  /// `next` is one of the alternatives of `State`.
+  template <class Next>
+  void enter(Next next) {
+    change(std::move(next), CompletionReason::interrupted);
+  }
 
  private:
   /// One frame.
@@ -214,7 +217,8 @@ class AnimatorCore : public std::enable_shared_from_this<AnimatorCore<Value>> {
 
   /// Makes `next` the state, then tells: first the value, then the motion that ended with it. That
   /// it ended is settled here, whatever `onChange` does to the state.
-  void change(State next, CompletionReason reason) {
+  template <class Next>
+  void change(Next next, CompletionReason reason) {
     State old = exchangeState(std::move(next));
     MotionCompletion completion = old.takeCompletion();
     callBoth([&] { react(old.value()); },
@@ -223,9 +227,12 @@ class AnimatorCore : public std::enable_shared_from_this<AnimatorCore<Value>> {
              });
   }
 
-  State exchangeState(State next) {
+  template <class Next>
+  State exchangeState(Next next) {
     ++changes_;
-    return std::exchange(state_, std::move(next));
+    State old(std::move(state_));
+    state_.become(std::move(next));
+    return old;
   }
 
   /// What follows from a new state.

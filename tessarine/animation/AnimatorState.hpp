@@ -25,11 +25,13 @@ class AnimatorState {
     MotionCompletion completion;
   };
 
-  AnimatorState(AtRest state) : state_(std::move(state)) {}
-  AnimatorState(Animating state) : state_(std::move(state)) {}
-  AnimatorState(Simulating state) : state_(std::move(state)) {}
+  explicit AnimatorState(Value restingOn) : state_(AtRest{std::move(restingOn)}) {}
 
-  AtRest* atRest() noexcept { return std::get_if<AtRest>(&state_); }
+  template <class Alternative>
+  void become(Alternative next) {
+    state_.template emplace<Alternative>(std::move(next));
+  }
+
   Animating* animating() noexcept { return std::get_if<Animating>(&state_); }
   Simulating* simulating() noexcept { return std::get_if<Simulating>(&state_); }
 

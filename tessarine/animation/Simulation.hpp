@@ -7,19 +7,32 @@
 
 namespace tessarine::detail {
 
-/// A law whose type is forgotten. A whole step is one virtual call, so that the four evaluations
-/// inside it are compiled together with the law.
+/// Where a motion is, and where it was one step before.
+template <VectorConvertible Value>
+struct SimulationProgress {
+  using State = MotionState<VectorType<Value>>;
+
+  double timeAccumulator = 0.0;  // seconds; what the state is ahead of the frames, negative
+  State current;
+  State previous;
+};
+
+/// A law whose type is forgotten. All steps of a frame are one virtual call, so that they are
+/// compiled together with the law and keep the state in registers.
 template <VectorConvertible Value>
 class AnySimulationFunction {
  public:
-  using State = MotionState<VectorType<Value>>;
+  using Progress = SimulationProgress<Value>;
+  using State = typename Progress::State;
 
   template <class F>
   requires SimulationFunctionOf<F, Value>
-  explicit AnySimulationFunction(F function)
-      : law_(std::make_shared<const Erased<F>>(std::move(function))) {}
+  static AnySimulationFunction of(F function) {
+    return AnySimulationFunction(std::make_shared<const Erased<F>>(std::move(function)));
+  }
 
-  State integrate(const State& state, double time) const { return law_->integrate(state, time); }
+  /// Takes steps of `timeStep` seconds until the frame is reached.
+  void advance(Progress& progress, double timeStep) const { law_->advance(progress, timeStep); }
   Convergence<Value> convergence(const State& state) const { return law_->convergence(state); }
 
  private:
@@ -28,21 +41,32 @@ class AnySimulationFunction {
     virtual ~Law() = default;
     Law(const Law&) = delete;
     Law& operator=(const Law&) = delete;
-    virtual State integrate(const State& state, double time) const = 0;
+    virtual void advance(Progress& progress, double timeStep) const = 0;
     virtual Convergence<Value> convergence(const State& state) const = 0;
   };
 
   template <class F>
   struct Erased final : Law {
     explicit Erased(F law) : function(std::move(law)) {}
-    State integrate(const State& state, double time) const override {
-      return tessarine::integrate(function, state.value, state.velocity, time);
+    void advance(Progress& progress, double timeStep) const override {
+      const F law = function;
+      double timeAccumulator = progress.timeAccumulator;
+      State current = progress.current;
+      State previous = current;
+      while (timeAccumulator > 0.0) {
+        previous = current;
+        current = integrate(law, current.value, current.velocity, timeStep);
+        timeAccumulator += -timeStep;
+      }
+      progress = {timeAccumulator, current, previous};
     }
     Convergence<Value> convergence(const State& state) const override {
       return function.convergence(state.value, state.velocity);
     }
     F function;
   };
+
+  explicit AnySimulationFunction(std::shared_ptr<const Law> law) : law_(std::move(law)) {}
 
   std::shared_ptr<const Law> law_;
 };
@@ -58,9 +82,9 @@ class Simulation {
   template <class F>
   requires SimulationFunctionOf<F, Value> Simulation(F function, Value initialValue,
                                                      Value initialVelocity)
-      : function_(std::move(function)),
-        current_{vectorOf(initialValue), vectorOf(initialVelocity)},
-        interpolated_(current_) {
+      : function_(AnySimulationFunction<Value>::of(std::move(function))),
+        progress_{.current = {vectorOf(initialValue), vectorOf(initialVelocity)}},
+        interpolated_(progress_.current) {
     convergeIfPossible();
   }
 
@@ -71,46 +95,39 @@ class Simulation {
   /// Moves on by `dt` seconds.
   void advance(double dt) {
     if (hasConverged_) return;
-    timeAccumulator_ += dt < maximumFrameTime ? dt : maximumFrameTime;
-    State previous = current_;
-    while (timeAccumulator_ > 0.0) {
-      previous = current_;
-      current_ = function_.integrate(current_, timeStep);
-      timeAccumulator_ += -timeStep;
-    }
+    progress_.timeAccumulator += dt < maximumFrameTime ? dt : maximumFrameTime;
+    function_.advance(progress_, timeStep);
     convergeIfPossible();
     if (hasConverged_) return;
-    const double alpha = (timeAccumulator_ + timeStep) / timeStep;
-    interpolated_ = {interpolate(previous.value, current_.value, alpha),
-                     interpolate(previous.velocity, current_.velocity, alpha)};
+    const auto& [timeAccumulator, current, previous] = progress_;
+    const double alpha = (timeAccumulator + timeStep) / timeStep;
+    interpolated_ = {interpolate(previous.value, current.value, alpha),
+                     interpolate(previous.velocity, current.velocity, alpha)};
   }
 
   /// Goes on under another law with place, speed and time as they are; also after rest.
   template <class F>
   requires SimulationFunctionOf<F, Value>
   void use(F function) {
-    function_ = AnySimulationFunction<Value>(std::move(function));
+    function_ = AnySimulationFunction<Value>::of(std::move(function));
     hasConverged_ = false;
     convergeIfPossible();
   }
 
  private:
-  using State = MotionState<VectorType<Value>>;
-
   void convergeIfPossible() {
     if (hasConverged_) return;
-    const auto convergence = function_.convergence(current_);
+    const auto convergence = function_.convergence(progress_.current);
     if (!convergence.vector()) return;
-    current_ = {*convergence.vector(), VectorType<Value>()};
-    interpolated_ = current_;
+    progress_.current = {*convergence.vector(), VectorType<Value>()};
+    interpolated_ = progress_.current;
     hasConverged_ = true;
   }
 
   AnySimulationFunction<Value> function_;
-  double timeAccumulator_ = 0.0;
   bool hasConverged_ = false;
-  State current_;
-  State interpolated_;
+  SimulationProgress<Value> progress_;
+  MotionState<VectorType<Value>> interpolated_;
 };
 
 }  // namespace tessarine::detail
