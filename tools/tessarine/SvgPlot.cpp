@@ -23,22 +23,26 @@ constexpr double panelHeight = legendHeight + plotHeight + 24;
 constexpr double footHeight = 34;
 
 // Colours that differ for the colour-blind too, with enough contrast to either ground.
+// Written out for either, as not every reader knows variables.
 constexpr std::string_view style = R"(<style>
-.tessarine-plot { --ground: #fcfcfd; --ink: #1d2433; --soft: #5b6577; --grid: #e3e7ee;
-  --c0: #0b62a8; --c1: #c2410c; --c2: #0f7b5f; --c3: #8a3ffc; }
-@media (prefers-color-scheme: dark) { .tessarine-plot { --ground: #14181f; --ink: #e6e9ef;
-  --soft: #a3adbd; --grid: #2d3543; --c0: #6cb2f5; --c1: #ff9b6a; --c2: #4fd1a5; --c3: #c4a1ff; } }
-.tessarine-plot .ground { fill: var(--ground); }
-.tessarine-plot text { font: 12px system-ui, sans-serif; fill: var(--soft); text-anchor: start; }
-.tessarine-plot .title { font-weight: 600; font-size: 14px; fill: var(--ink); }
+.tessarine-plot .ground { fill: #fcfcfd; }
+.tessarine-plot text { font: 12px system-ui, sans-serif; fill: #5b6577; text-anchor: start; }
+.tessarine-plot .title { font-weight: 600; font-size: 14px; fill: #1d2433; }
 .tessarine-plot .middle { text-anchor: middle; }
 .tessarine-plot .end { text-anchor: end; }
-.tessarine-plot .grid { stroke: var(--grid); stroke-width: 1; }
-.tessarine-plot .axis { stroke: var(--soft); stroke-width: 1; fill: none; }
+.tessarine-plot .grid { stroke: #e3e7ee; stroke-width: 1; }
+.tessarine-plot .axis { stroke: #5b6577; stroke-width: 1; fill: none; }
 .tessarine-plot .line { stroke-width: 2; fill: none; stroke-linejoin: round; }
 .tessarine-plot .dashed { stroke-dasharray: 5 4; stroke-width: 1.5; }
-.tessarine-plot .c0 { stroke: var(--c0); } .tessarine-plot .c1 { stroke: var(--c1); }
-.tessarine-plot .c2 { stroke: var(--c2); } .tessarine-plot .c3 { stroke: var(--c3); }
+.tessarine-plot .c0 { stroke: #0b62a8; } .tessarine-plot .c1 { stroke: #c2410c; }
+.tessarine-plot .c2 { stroke: #0f7b5f; } .tessarine-plot .c3 { stroke: #8a3ffc; }
+@media (prefers-color-scheme: dark) {
+  .tessarine-plot .ground { fill: #14181f; }
+  .tessarine-plot text { fill: #a3adbd; } .tessarine-plot .title { fill: #e6e9ef; }
+  .tessarine-plot .grid { stroke: #2d3543; } .tessarine-plot .axis { stroke: #a3adbd; }
+  .tessarine-plot .c0 { stroke: #6cb2f5; } .tessarine-plot .c1 { stroke: #ff9b6a; }
+  .tessarine-plot .c2 { stroke: #4fd1a5; } .tessarine-plot .c3 { stroke: #c4a1ff; }
+}
 </style>
 )";
 
