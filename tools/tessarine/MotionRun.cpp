@@ -1,6 +1,7 @@
 #include "MotionRun.hpp"
 
 #include <algorithm>
+#include <cmath>
 
 #include "Command.hpp"
 #include "tessarine/animation.hpp"
@@ -42,10 +43,12 @@ class Stage {
   MotionRun run(Moved& moved, double lastChange, Change change) {
     constexpr double mostFrames = 10'000'000;
     const double end = input_.seconds.value_or(lastChange + longestMotion);
-    if (!(end / input_.frame <= mostFrames)) throw UsageError("too many frames");
+    // A frame that falls on the end belongs to it, whatever its product with the span rounds to.
+    const double frames = std::floor(end / input_.frame + 1e-9);
+    if (!(frames <= mostFrames)) throw UsageError("too many frames");
     MotionRun run;
     write(run, 0, moved);
-    for (int n = 1; n * input_.frame <= end; ++n) {
+    for (int n = 1; n <= frames; ++n) {
       const bool isToChange = change(n * input_.frame);
       if (!isMoving_ && !isToChange) break;
       // The span is the given one to the last bit.

@@ -77,15 +77,14 @@ struct Scale {
 
 /// A scale of about `wanted` steps of 1, 2 or 5 that covers `low` to `high`.
 Scale scaleFor(double low, double high, int wanted) {
-  // What is flat, or too wide for its differences to be doubles, is shown with room around it.
+  // What is flat is shown with room around it.
   if (!(high > low)) {
     low -= low == 0 ? 1 : std::fabs(low) / 2;
     high += high == 0 ? 1 : std::fabs(high) / 2;
   }
-  constexpr double widest = 1e300;
-  low = std::clamp(low, -widest, widest);
-  high = std::clamp(high, -widest, widest);
-  const double rough = std::max((high - low) / wanted, std::numeric_limits<double>::min());
+  // Finer ticks would be the same doubles.
+  const double finest = std::max(std::max(std::fabs(low), std::fabs(high)) * 1e-12, 1e-300);
+  const double rough = std::max((high - low) / wanted, finest);
   const double power = std::pow(10.0, std::floor(std::log10(rough)));
   double step = power * 10;
   for (const double factor : {5.0, 2.0, 1.0})
@@ -95,8 +94,10 @@ Scale scaleFor(double low, double high, int wanted) {
   return {first * step, step, std::max(1, static_cast<int>(last - first))};
 }
 
+/// Also false for what is no number. Differences of larger ones would be infinite.
 bool isDrawn(const std::pair<double, double>& point) {
-  return std::isfinite(point.first) && std::isfinite(point.second);
+  constexpr double largest = 1e300;
+  return std::fabs(point.first) <= largest && std::fabs(point.second) <= largest;
 }
 
 /// The scale of one coordinate over all series of `panels`.

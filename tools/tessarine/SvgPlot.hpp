@@ -7,7 +7,7 @@
 namespace tessarine::tool {
 
 /// Lines over one common axis, drawn as SVG: panels below one another, each with its own scale.
-/// Labels carry their units. What is not finite leaves a gap.
+/// Labels carry their units. What is no number, or beyond 1e300, leaves a gap.
 struct Plot {
   struct Series {
     std::string name;
