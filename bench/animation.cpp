@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <complex>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
@@ -90,7 +92,7 @@ void registerCurves() {
 
 constexpr double tension = 120;
 
-/// As everybody writes it first: the same method on arrays of doubles.
+/// The same method on plain doubles.
 template <int lanes>
 struct PlainSpring {
   std::array<double, lanes> value{};
@@ -99,6 +101,7 @@ struct PlainSpring {
   double damping = 0;
 
   void step(double h) {
+    constexpr double sixth = 0.16666666666666666;
     for (int i = 0; i < lanes; ++i) {
       const double x = value[i];
       const double v = velocity[i];
@@ -112,8 +115,8 @@ struct PlainSpring {
       const double dv3 = pull(x + h * 0.5 * dx2, dx3);
       const double dx4 = v + h * dv3;
       const double dv4 = pull(x + h * dx3, dx4);
-      value[i] = x + h / 6 * (v + 2 * (dx2 + dx3) + dx4);
-      velocity[i] = v + h / 6 * (dv1 + 2 * (dv2 + dv3) + dv4);
+      value[i] = x + h * (sixth * (v + 2 * (dx2 + dx3) + dx4));
+      velocity[i] = v + h * (sixth * (dv1 + 2 * (dv2 + dv3) + dv4));
     }
   }
 };
@@ -143,7 +146,8 @@ void measureSteps(const std::string& lanes, Value target) {
 
 template <int lanes>
 void measurePlain() {
-  const std::string name = "step/hand-written, ten a frame, " + std::to_string(lanes) + " lanes";
+  const std::string name =
+      "step/hand-written, " + std::to_string(lanes) + (lanes == 1 ? " lane" : " lanes");
   benchmark::RegisterBenchmark(name.c_str(), [](benchmark::State& state) {
     PlainSpring<lanes> spring;
     benchmark::DoNotOptimize(spring);
@@ -155,6 +159,39 @@ void measurePlain() {
         static_cast<double>(stepsOfFrame) * 1e-9,
         benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
   });
+}
+
+// ---- accuracy ----
+
+/// The exact way from 0 to 1, from a standstill.
+double exactSpring(double stiffness, double damping, double time) {
+  const std::complex<double> half =
+      std::sqrt(std::complex<double>(damping * damping / 4 - stiffness));
+  const double mean = -damping / 2;
+  if (std::abs(half) < 1e-9) return 1 + std::exp(mean * time) * (mean * time - 1);
+  const auto motion = -std::cosh(half * time) + mean * std::sinh(half * time) / half;
+  return 1 + std::exp(mean * time) * motion.real();
+}
+
+void registerAccuracy() {
+  for (const double stiffness : {50.0, 120.0, 190.0, 500.0, 1000.0, 5000.0})
+    for (const double ratio : {0.0, 0.1, 0.55, 1.0, 2.0}) {
+      char name[64];
+      std::snprintf(name, sizeof name, "accuracy/tension %g, ratio %g", stiffness, ratio);
+      benchmark::RegisterBenchmark(name, [stiffness, ratio](benchmark::State& state) {
+        const double damping = 2 * ratio * std::sqrt(stiffness);
+        double worst = 0;
+        for (auto _ : state) {
+          detail::Simulation<double> spring(SpringFunction<double>(1, stiffness, damping, 0), 0, 0);
+          for (int i = 1; i <= 250; ++i) {
+            spring.advance(0.008);
+            worst = std::max(
+                worst, std::fabs(spring.value() - exactSpring(stiffness, damping, i * 0.008)));
+          }
+        }
+        state.counters["error"] = worst;
+      })->Iterations(1);
+    }
 }
 
 // ---- frames ----
@@ -248,6 +285,7 @@ int main(int argc, char** argv) {
   measurePlain<1>();
   measurePlain<2>();
   measurePlain<4>();
+  registerAccuracy();
   registerFrames();
   registerLink();
   benchmark::Initialize(&argc, argv);
