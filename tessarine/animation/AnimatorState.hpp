@@ -29,6 +29,8 @@ class AnimatorState {
 
   template <class Alternative>
   void become(Alternative next) {
+    // One that was moved from takes a value like any other.
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.Move)
     state_.template emplace<Alternative>(std::move(next));
   }
 

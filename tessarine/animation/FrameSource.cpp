@@ -149,7 +149,7 @@ struct FrameSource::Inbox : std::enable_shared_from_this<Inbox> {
   std::optional<double> lastOfHost TESSARINE_GUARDED_BY(mutex);
 };
 
-FrameSource::FrameSource(std::shared_ptr<CVDisplayLink> link) {
+FrameSource::FrameSource(const std::shared_ptr<CVDisplayLink>& link) {
   if (!link) fatal("There is no display link.");
   install([link](bool isWanted) { isWanted ? link->start() : link->stop(); });
   link->setOutputHandler([inbox = inbox_](const CVTimeStamp& now, const CVTimeStamp& output) {

@@ -27,7 +27,7 @@ class TESSARINE_EXPORT FrameSource {
  public:
   /// The frames of `link`; none at all is a programmer error.
   explicit FrameSource(
-      std::shared_ptr<CVDisplayLink> link = CVDisplayLinkCreateWithActiveCGDisplays());
+      const std::shared_ptr<CVDisplayLink>& link = CVDisplayLinkCreateWithActiveCGDisplays());
   /// Frames that the host hands in. `onWanted` is called on the main queue with true when the first
   /// member begins to move and with false when the last one rests; frames meanwhile are dropped.
   static std::shared_ptr<FrameSource> hostDriven(std::function<void(bool isWanted)> onWanted = {});

@@ -71,26 +71,40 @@ inline Vector startAndMiddle(Vector a, Vector b, Vector c) {
   return a + 2.0 * (b + c);
 }
 
+/// One step of the method, for vectors of any width.
+template <class F, class Vector>
+[[gnu::always_inline]] inline MotionState<Vector> rungeKutta(const F& function, Vector value,
+                                                             Vector velocity, double time) {
+  constexpr double sixth = 0.16666666666666666;
+  // No time after the start: adding a change of 0 could but turn a negative zero.
+  const MotionState<Vector> a{velocity, function.acceleration(value, velocity)};
+  const auto b = evaluate(function, value, velocity, time * 0.5, a);
+  const auto c = evaluate(function, value, velocity, time * 0.5, b);
+  // Summed up as far as it goes before the last rates are there, which keeps it in registers.
+  const Vector values = startAndMiddle(a.value, b.value, c.value);
+  const Vector velocities = startAndMiddle(a.velocity, b.velocity, c.velocity);
+  const auto d = evaluate(function, value, velocity, time, c);
+  return {value + time * (sixth * (values + d.value)),
+          velocity + time * (sixth * (velocities + d.velocity))};
+}
+
 }  // namespace detail
 
 /// One step of `time` seconds under `function`, by the classical Runge-Kutta method of fourth
-/// order.
+/// order. A law of four lanes that says how two of them move alone, by `pair`, is taken in two
+/// halves, one after the other: that leaves registers for all of it.
 template <SimulationFunction F>
 [[gnu::always_inline]] inline MotionState<VectorType<typename F::Value>> integrate(
     const F& function, VectorType<typename F::Value> value, VectorType<typename F::Value> velocity,
     double time) {
-  using Vector = VectorType<typename F::Value>;
-  constexpr double sixth = 0.16666666666666666;
-  // No time after the start: adding a change of 0 could but turn a negative zero.
-  const MotionState<Vector> a{velocity, function.acceleration(value, velocity)};
-  const auto b = detail::evaluate(function, value, velocity, time * 0.5, a);
-  const auto c = detail::evaluate(function, value, velocity, time * 0.5, b);
-  // Summed up as far as it goes before the last rates are there, which keeps it in registers.
-  const Vector values = detail::startAndMiddle(a.value, b.value, c.value);
-  const Vector velocities = detail::startAndMiddle(a.velocity, b.velocity, c.velocity);
-  const auto d = detail::evaluate(function, value, velocity, time, c);
-  return {value + time * (sixth * (values + d.value)),
-          velocity + time * (sixth * (velocities + d.velocity))};
+  if constexpr (requires { function.pair(&SIMD4::low); }) {
+    const auto low = detail::rungeKutta(function.pair(&SIMD4::low), value.low, velocity.low, time);
+    const auto high =
+        detail::rungeKutta(function.pair(&SIMD4::high), value.high, velocity.high, time);
+    return {{low.value, high.value}, {low.velocity, high.velocity}};
+  } else {
+    return detail::rungeKutta(function, value, velocity, time);
+  }
 }
 
 }  // namespace tessarine
