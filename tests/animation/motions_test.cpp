@@ -158,10 +158,10 @@ TEST(SpringFunction, FollowsTheExactSpring) {
   EXPECT_LT(springError(120, 12, 0), 1e-5) << "the defaults";
   EXPECT_GT(springError(120, 12, 0), 1e-8) << "so an error of the method would show";
   // The range that the guide names.
-  for (double tension = 10; tension <= 190; tension += 10)
-    for (double ratio = 0.1; ratio < 2.05; ratio += 0.1)
-      EXPECT_LT(springError(tension, 2 * ratio * std::sqrt(tension), 0), 1e-5)
-          << tension << " " << ratio;
+  for (int tension = 10; tension <= 190; tension += 10)
+    for (int tenths = 1; tenths <= 20; ++tenths)
+      EXPECT_LT(springError(tension, 2 * 0.1 * tenths * std::sqrt(tension), 0), 1e-5)
+          << tension << " " << tenths;
   EXPECT_LT(springError(120, 2 * std::sqrt(120.0), 5), 1e-5) << "critical, with a speed";
 }
 
