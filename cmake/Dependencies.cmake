@@ -15,6 +15,8 @@ tessarine_require(SQLITE sqlite3 libsqlite3-dev)
 tessarine_require(ICU icu-i18n libicu-dev)
 tessarine_require(ICU_UC icu-uc libicu-dev)
 tessarine_require(SIMDJSON simdjson libsimdjson-dev)
+# Headers alone: the libraries are loaded at run time, where there is a display to ask.
+tessarine_require(XCB_RANDR xcb-randr libxcb-randr0-dev)
 find_package(Threads REQUIRED)
 
 find_package(CLI11 QUIET)

@@ -1,7 +1,9 @@
 #pragma once
 
-/// The services that families stand on: queues, timers and tasks, the preference store, JSON,
-/// texts, dates.
+/// The services that families stand on: queues, timers and tasks, display links, the preference
+/// store, JSON, texts, dates.
+#include "tessarine/system/desktop/CAMediaTimingFunction.hpp"
+#include "tessarine/system/desktop/CVDisplayLink.hpp"
 #include "tessarine/system/dispatch/AnyCancellable.hpp"
 #include "tessarine/system/dispatch/Async.hpp"
 #include "tessarine/system/dispatch/AsyncStream.hpp"

@@ -1,6 +1,7 @@
 #pragma once
 
 /// The whole library.
+#include "tessarine/animation.hpp"
 #include "tessarine/codable.hpp"
 #include "tessarine/coding.hpp"
 #include "tessarine/preferences.hpp"

@@ -1,7 +1,13 @@
 #pragma once
 
-/// Plain values: numbers that keep their kind, dates, bytes, property-list values.
+/// Plain values: numbers that keep their kind, dates, bytes, property-list values,
+/// places and rectangles.
 #include "tessarine/values/AnyHashable.hpp"
+#include "tessarine/values/CGFloat.hpp"
+#include "tessarine/values/CGPoint.hpp"
+#include "tessarine/values/CGRect.hpp"
+#include "tessarine/values/CGSize.hpp"
+#include "tessarine/values/CGVector.hpp"
 #include "tessarine/values/Data.hpp"
 #include "tessarine/values/Date.hpp"
 #include "tessarine/values/Decimal.hpp"

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdio>
 
+#include "Markup.hpp"
+
 namespace tessarine::tool {
 namespace {
 
@@ -23,29 +25,6 @@ svg { width: 100%; height: auto; } svg text { fill: var(--soft); font: 10px syst
 svg rect { fill: var(--bar); }
 )";
 
-std::string escaped(std::string_view text) {
-  std::string result;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        result += "&amp;";
-        break;
-      case '<':
-        result += "&lt;";
-        break;
-      case '>':
-        result += "&gt;";
-        break;
-      case '"':
-        result += "&quot;";
-        break;
-      default:
-        result += c;
-    }
-  }
-  return result;
-}
-
 }  // namespace
 
 std::string fixed(double value, int digits) {
@@ -54,9 +33,11 @@ std::string fixed(double value, int digits) {
   return text.data();
 }
 
-void Report::chapter(std::string_view title) { body_ += "<h2>" + escaped(title) + "</h2>\n"; }
+void Report::chapter(std::string_view title) { body_ += "<h2>" + escapedMarkup(title) + "</h2>\n"; }
 
-void Report::text(std::string_view paragraph) { body_ += "<p>" + escaped(paragraph) + "</p>\n"; }
+void Report::text(std::string_view paragraph) {
+  body_ += "<p>" + escapedMarkup(paragraph) + "</p>\n";
+}
 
 void Report::table(const std::vector<Row>& rows) {
   body_ += "<table>\n";
@@ -65,7 +46,7 @@ void Report::table(const std::vector<Row>& rows) {
     body_ += "<tr>";
     for (const auto& cell : row) {
       const char* const tag = isHead ? "th" : "td";
-      body_.append("<").append(tag).append(">").append(escaped(cell));
+      body_.append("<").append(tag).append(">").append(escapedMarkup(cell));
       body_.append("</").append(tag).append(">");
     }
     body_ += "</tr>\n";
@@ -92,18 +73,26 @@ void Report::bars(std::string_view caption,
     body_.append("\" height=\"").append(fixed(bar, 1)).append("\"/>");
     body_.append("<text x=\"").append(middle).append("\" y=\"").append(fixed(13 + height - bar, 1));
     body_.append("\">").append(fixed(value, 0)).append("</text>");
-    body_.append("<text x=\"").append(middle).append("\" y=\"164\">").append(escaped(label));
+    body_.append("<text x=\"").append(middle).append("\" y=\"164\">").append(escapedMarkup(label));
     body_.append("</text>\n");
     left += step;
   }
-  body_ += "</svg><figcaption>" + escaped(caption) + "</figcaption></figure>\n";
+  body_ += "</svg><figcaption>" + escapedMarkup(caption) + "</figcaption></figure>\n";
+}
+
+void Report::figure(std::string_view svg, std::string_view caption) {
+  body_.append("<figure>").append(svg);
+  body_.append("<figcaption>").append(escapedMarkup(caption)).append("</figcaption></figure>\n");
 }
 
 std::string Report::page(std::string_view title) const {
   std::string page = "<!doctype html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n";
   page.append("<meta name=\"viewport\" content=\"width=device-width\">\n<title>");
-  page.append(escaped(title)).append("</title>\n<style>").append(style).append("</style></head>\n");
-  page.append("<body>\n<h1>").append(escaped(title)).append("</h1>\n");
+  page.append(escapedMarkup(title))
+      .append("</title>\n<style>")
+      .append(style)
+      .append("</style></head>\n");
+  page.append("<body>\n<h1>").append(escapedMarkup(title)).append("</h1>\n");
   return page.append(body_).append("</body></html>\n");
 }
 

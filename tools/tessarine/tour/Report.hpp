@@ -7,8 +7,8 @@
 
 namespace tessarine::tool {
 
-/// A page of chapters that opens without anything else: texts, tables and bar charts. Everything
-/// that is handed in is escaped.
+/// A page of chapters that opens without anything else: texts, tables and pictures. Everything that
+/// is handed in is escaped, but for a picture's markup.
 class Report {
  public:
   using Row = std::vector<std::string>;
@@ -19,6 +19,8 @@ class Report {
   void table(const std::vector<Row>& rows);
   /// A bar for each value, its label below it and the value above.
   void bars(std::string_view caption, const std::vector<std::pair<std::string, double>>& values);
+  /// A picture as `svgPlot` draws it.
+  void figure(std::string_view svg, std::string_view caption);
 
   std::string page(std::string_view title) const;
 

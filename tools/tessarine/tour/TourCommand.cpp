@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "Command.hpp"
+#include "tour/AnimationChapter.hpp"
 #include "tour/PreferencesChapter.hpp"
 #include "tour/Report.hpp"
 
@@ -17,6 +18,7 @@ int tour(const std::string& out) {
   Report report;
   report.text("Every number on this page was measured in the run that wrote it.");
   const bool isWhole = writePreferencesChapter(report, out + "/preferences");
+  const bool movedWell = writeAnimationChapter(report);
   const std::string file = std::filesystem::absolute(out + "/index.html").lexically_normal();
   std::ofstream stream(file);
   stream << report.page("A tour of Tessarine");
@@ -25,7 +27,9 @@ int tour(const std::string& out) {
   std::printf("%s\n", file.c_str());
   if (!isWhole)
     std::fprintf(stderr, "tessarine: an acknowledged write is missing: %s\n", file.c_str());
-  return isWhole ? Exit::done : Exit::negative;
+  if (!movedWell)
+    std::fprintf(stderr, "tessarine: a motion did not end as it should: %s\n", file.c_str());
+  return isWhole && movedWell ? Exit::done : Exit::negative;
 }
 
 /// The processes that the tour starts are this program again.
