@@ -9,8 +9,9 @@
 namespace tessarine {
 namespace {
 
+constexpr std::string_view digits = "0123456789ABCDEF";
+
 void appendPercentEncoded(std::string_view bytes, std::string& out) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
   for (const char c : bytes) {
     const auto byte = static_cast<unsigned char>(c);
     out += '%';
@@ -30,7 +31,12 @@ URLEncodedFormSerializer::URLEncodedFormSerializer(
       keyEncoding_(std::move(keyEncoding)),
       spaceEncoding_(spaceEncoding),
       allowedCharacters_(allowedCharacters) {
-  for (char32_t c = 0; c < 128; ++c) isPlain_[c] = c != ' ' && allowedCharacters.contains(c);
+  bytes_.fill(Byte::beyondAscii);
+  for (char32_t c = 0; c < 128; ++c) {
+    bytes_[c] = c == ' '                        ? Byte::space
+                : allowedCharacters.contains(c) ? Byte::plain
+                                                : Byte::escaped;
+  }
 }
 
 std::string URLEncodedFormSerializer::serialize(
@@ -122,25 +128,54 @@ void URLEncodedFormSerializer::appendPair(const std::string& keyPath, std::strin
 }
 
 void URLEncodedFormSerializer::appendEscaped(std::string_view text, std::string& out) const {
+  // In steps, so that the room for what may be escaped is small beside the text.
+  constexpr std::size_t step = 256;
   while (!text.empty()) {
-    const auto run = static_cast<std::size_t>(
-        std::find_if(text.begin(), text.end(),
-                     [&](char c) { return !isPlain_[static_cast<unsigned char>(c)]; }) -
-        text.begin());
-    out.append(text.substr(0, run));
-    text.remove_prefix(run);
-    if (text.empty()) return;
-    const std::size_t size = utf8CharacterSize(text);
-    const std::string_view character = size == 0 ? utf8Replacement : text.substr(0, size);
-    if (character == " ") {
-      out += spaceEncoding_ == URLEncodedFormEncoder::SpaceEncoding::percentEscaped ? "%20" : "+";
-    } else if (character.size() > 1 && allowedCharacters_.contains(utf8Scalar(character))) {
-      out += character;
-    } else {
-      appendPercentEncoded(character, out);
+    const char* const begin = text.data();
+    const char* at = appendRun(begin, begin + std::min(text.size(), step), out);
+    text.remove_prefix(static_cast<std::size_t>(at - begin));
+    if (!text.empty() && static_cast<unsigned char>(text.front()) >= 0x80) {
+      text.remove_prefix(appendCharacter(text, out));
     }
-    text.remove_prefix(std::max<std::size_t>(size, 1));
   }
+}
+
+/// Appends up to the end or the next byte beyond ASCII, and gives that place.
+const char* URLEncodedFormSerializer::appendRun(const char* at, const char* end,
+                                                std::string& out) const {
+  const bool isPlus = spaceEncoding_ == URLEncodedFormEncoder::SpaceEncoding::plusReplaced;
+  const std::size_t size = out.size();
+  out.resize(size + 3 * static_cast<std::size_t>(end - at));
+  char* to = out.data() + size;
+  for (; at < end; ++at) {
+    const auto byte = static_cast<unsigned char>(*at);
+    if (bytes_[byte] == Byte::plain) {
+      *to++ = *at;
+    } else if (bytes_[byte] == Byte::beyondAscii) {
+      break;
+    } else if (bytes_[byte] == Byte::space && isPlus) {
+      *to++ = '+';
+    } else {
+      *to++ = '%';
+      *to++ = digits[byte >> 4U];
+      *to++ = digits[byte & 15U];
+    }
+  }
+  out.resize(static_cast<std::size_t>(to - out.data()));
+  return at;
+}
+
+/// Appends the character beyond ASCII at the front, and gives its size.
+std::size_t URLEncodedFormSerializer::appendCharacter(std::string_view text,
+                                                      std::string& out) const {
+  const std::size_t size = utf8CharacterSize(text);
+  const std::string_view character = size == 0 ? utf8Replacement : text.substr(0, size);
+  if (allowedCharacters_.contains(utf8Scalar(character))) {
+    out += character;
+  } else {
+    appendPercentEncoded(character, out);
+  }
+  return std::max<std::size_t>(size, 1);
 }
 
 }  // namespace tessarine

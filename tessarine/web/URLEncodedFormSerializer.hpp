@@ -1,6 +1,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -46,7 +48,10 @@ class TESSARINE_EXPORT URLEncodedFormSerializer {
   URLEncodedFormEncoder::KeyEncoding keyEncoding_;
   URLEncodedFormEncoder::SpaceEncoding spaceEncoding_;
   CharacterSet allowedCharacters_;
-  std::array<bool, 256> isPlain_{};  // bytes that are copied: allowed ASCII, but for the space
+  enum class Byte : std::uint8_t { plain, space, escaped, beyondAscii };
+  const char* appendRun(const char* at, const char* end, std::string& out) const;
+  std::size_t appendCharacter(std::string_view text, std::string& out) const;
+  std::array<Byte, 256> bytes_;  // what becomes of each
 };
 
 }  // namespace tessarine

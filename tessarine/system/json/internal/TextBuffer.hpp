@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string_view>
 
 namespace tessarine::internal {
@@ -41,13 +43,19 @@ class TextBuffer {
  private:
   void grow(std::size_t count) {
     const std::size_t capacity = std::max(capacity_ * 2, size_ + count + 256);
-    std::unique_ptr<char[]> bytes(new char[capacity]);
-    if (size_ > 0) std::memcpy(bytes.get(), bytes_.get(), size_);
-    bytes_ = std::move(bytes);
+    // Large blocks are moved by the kernel's tables, not by copying.
+    void* const bytes = std::realloc(bytes_.get(), capacity);
+    if (bytes == nullptr) throw std::bad_alloc();
+    (void)bytes_.release();
+    bytes_.reset(static_cast<char*>(bytes));
     capacity_ = capacity;
   }
 
-  std::unique_ptr<char[]> bytes_;
+  struct Free {
+    void operator()(char* bytes) const noexcept { std::free(bytes); }
+  };
+
+  std::unique_ptr<char, Free> bytes_;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
 };
