@@ -3,6 +3,7 @@
 /// The whole library.
 #include "tessarine/codable.hpp"
 #include "tessarine/coding.hpp"
+#include "tessarine/differencing.hpp"
 #include "tessarine/preferences.hpp"
 #include "tessarine/scheduling.hpp"
 #include "tessarine/system.hpp"

@@ -18,6 +18,7 @@
 
 #include "tessarine/differencing/Diffing.hpp"
 #include "tests/differencing/paperSearch.hpp"
+#include "tests/differencing/snapshots.hpp"
 
 namespace {
 
@@ -85,18 +86,7 @@ std::vector<Ints> listsUpTo(std::size_t length, int identifiers) {
   return lists;
 }
 
-// Under sanitizers a part of the pairs stands for all.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool sanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
-#else
-constexpr bool sanitized = false;
-#endif
+constexpr bool sanitized = tessarine::test::thoroughness == 1;
 
 TEST(Changes, EveryPairOfSmallLists) {
   const auto lists = listsUpTo(5, 4);
