@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -40,6 +41,7 @@ class ContiguousElements {
   ContiguousElements& operator=(const ContiguousElements&) = delete;
 
   std::size_t size() const { return elements_.size(); }
+  const auto* data() const { return elements_.data(); }
   const auto& operator[](std::size_t at) const { return elements_[at]; }
 
  private:
@@ -55,15 +57,23 @@ class ContiguousElements {
 template <class Element, class Old, class New, class Equivalent>
 CollectionChanges<Element> changesOf(const Old& old, const New& now, Equivalent equivalent) {
   using Change = CollectionChange<Element>;
-  std::vector<Change> changes;
   const auto edits = shortestEdit(old.size(), now.size(), std::move(equivalent));
-  changes.reserve(edits.size());
+  const auto removed = static_cast<std::size_t>(
+      std::count_if(edits.begin(), edits.end(), [](const Edit& edit) { return edit.isRemoval; }));
+  std::vector<Change> insertions;
+  std::vector<Change> removals;
+  insertions.reserve(edits.size() - removed);
+  removals.reserve(removed);
   for (const Edit& edit : edits) {
     const auto at = static_cast<std::size_t>(edit.offset);
-    changes.push_back(edit.isRemoval ? Change::remove(edit.offset, old[at])
-                                     : Change::insert(edit.offset, now[at]));
+    if (edit.isRemoval) {
+      removals.push_back(Change::remove(edit.offset, old[at]));
+    } else {
+      insertions.push_back(Change::insert(edit.offset, now[at]));
+    }
   }
-  return *CollectionChanges<Element>::fromChanges(std::move(changes));
+  // Both ascend by the walk, and nothing is associated: there is nothing to check.
+  return CollectionChanges<Element>::unchecked(std::move(insertions), std::move(removals));
 }
 
 /// A number for each element of both, equal where the elements are equal.
@@ -77,32 +87,32 @@ std::vector<std::int32_t> interned(const Old& old, const New& now) {
   std::vector<std::int32_t> numbers(count);
   for (std::size_t at = 0; at < count; ++at) {
     const auto& own = element(at);
-    numbers[at] = index.findOrAdd(std::hash<Element>{}(own), static_cast<std::int32_t>(at),
-                                  [&](std::int32_t other) {
-                                    return own == element(static_cast<std::size_t>(other));
-                                  });
+    numbers[at] = index.findOrAdd(
+        std::hash<Element>{}(own), static_cast<std::int32_t>(at),
+        [&](std::int32_t other) { return own == element(static_cast<std::size_t>(other)); });
   }
   return numbers;
 }
 
 }  // namespace differencing_detail
 
-/// The shortest difference that turns `from` into `collection`, which may be of different types with
-/// the same element type. `by(old, new)` says whether two elements are equivalent; what it throws
-/// passes through. Among equally short differences, the one of the greedy search of Myers that
-/// prefers a removal where both reach equally far. No cut-off: time in the order of the lengths and
-/// the square of the changes, memory half a bit for each of that square; see `ShortestEdit`.
+/// The shortest difference that turns `from` into `collection`, which may be of different types
+/// with the same element type. `by(old, new)` says whether two elements are equivalent; what it
+/// throws passes through. Among equally short differences, the one of the greedy search of Myers
+/// that prefers a removal where both reach equally far. No cut-off: time in the order of the
+/// lengths and the square of the changes, memory half a bit for each of that square; see
+/// `ShortestEdit`.
 template <std::ranges::bidirectional_range New, std::ranges::bidirectional_range Old, class By>
 requires std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_t<Old>>
-CollectionChanges<std::ranges::range_value_t<New>> changes(const New& collection, const Old& from,
-                                                           By by) {
+    CollectionChanges<std::ranges::range_value_t<New>> changes(const New& collection,
+                                                               const Old& from, By by) {
   using Element = std::ranges::range_value_t<New>;
   const differencing_detail::ContiguousElements<Old> old(from);
   const differencing_detail::ContiguousElements<New> now(collection);
-  return differencing_detail::changesOf<Element>(old, now, [&](auto x, auto y) {
-    return static_cast<bool>(
-        by(old[static_cast<std::size_t>(x)], now[static_cast<std::size_t>(y)]));
-  });
+  return differencing_detail::changesOf<Element>(
+      old, now, [first = old.data(), second = now.data(), &by](auto x, auto y) {
+        return static_cast<bool>(by(first[x], second[y]));
+      });
 }
 
 /// The same with element equality as the test. Elements that can be hashed and are more than a
@@ -120,9 +130,8 @@ requires(std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_
       const auto numbers = differencing_detail::interned<Element>(old, now);
       const std::int32_t* const second = numbers.data() + old.size();
       return differencing_detail::changesOf<Element>(
-          old, now, [first = numbers.data(), second](auto x, auto y) {
-            return first[x] == second[y];
-          });
+          old, now,
+          [first = numbers.data(), second](auto x, auto y) { return first[x] == second[y]; });
     }
   }
   return changes(collection, from, std::equal_to<>());
@@ -131,8 +140,7 @@ requires(std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_
 /// A container that can be built by appending.
 template <class Collection>
 concept RangeReplaceable = std::ranges::forward_range<const Collection> &&
-    std::default_initializable<Collection> &&
-    requires(Collection& made, const Collection& source) {
+    std::default_initializable<Collection> && requires(Collection& made, const Collection& source) {
   made.insert(made.end(), std::ranges::begin(source), std::ranges::end(source));
   made.insert(made.end(), *std::ranges::begin(source));
 };

@@ -14,8 +14,8 @@ namespace tessarine {
 
 /// One step of a shortest edit script, in offsets of the two sequences.
 struct Edit {
-  bool isRemoval;
-  std::int64_t offset;  // in the old sequence for a removal, in the new one for an insertion
+  bool isRemoval = false;
+  std::int64_t offset = 0;  // in the old sequence for a removal, in the new one for an insertion
 };
 
 /// The greedy search of Myers for a shortest edit script: "An O(ND) Difference Algorithm and Its
@@ -38,7 +38,10 @@ class ShortestEdit {
   /// The script, removals and insertions in the order of the walk from the start to the end.
   std::vector<Edit> script() {
     const Position distance = search();
-    return distance == 0 ? std::vector<Edit>() : replay(diagonals(distance));
+    std::vector<Edit> edits(static_cast<std::size_t>(distance));
+    walkBack(edits);
+    walkForward(edits);
+    return edits;
   }
 
  private:
@@ -46,6 +49,7 @@ class ShortestEdit {
   Position lowest(Position d) const { return d <= m_ ? -d : -m_ + ((d - m_) & 1); }
   Position highest(Position d) const { return d <= n_ ? d : n_ - ((d - n_) & 1); }
 
+  /// How far matches lead from there.
   Position snake(Position x, Position y) const {
     while (x < n_ && y < m_ && equivalent_(x, y)) {
       ++x;
@@ -56,13 +60,16 @@ class ShortestEdit {
 
   /// Gives the distance, and leaves the bits of every depth in the rows.
   Position search() {
-    if (snake(0, 0) == n_ && n_ == m_) return 0;
+    const Position start = snake(0, 0);
+    if (start == n_ && n_ == m_) return 0;
     const Position goal = n_ - m_;
     const std::size_t most = static_cast<std::size_t>(n_) + static_cast<std::size_t>(m_);
-    // Furthest x of each diagonal, at `reach[k]`. Uninitialised: a depth touches its own range only.
+    // Furthest x of each diagonal, at `reach[k]`. Uninitialised: a depth touches its own range
+    // only.
     const auto reaches = std::make_unique_for_overwrite<Position[]>(most + 3);
     Position* const reach = reaches.get() + m_ + 1;
-    reach[0] = snake(0, 0);
+    reach[0] = start;
+    rows_.reserve(64);
     for (Position d = 1;; ++d) {
       // No step comes from outside: -1 loses every comparison.
       if (d <= m_) reach[-d - 1] = -1;
@@ -77,21 +84,30 @@ class ShortestEdit {
     const Position low = lowest(d);
     const Position high = highest(d);
     std::uint64_t* word = addRow(static_cast<std::size_t>((high - low) / 2) / 64 + 1);
-    std::uint64_t bits = 0;
-    unsigned used = 0;
-    for (Position k = low; k <= high; k += 2) {
-      const Position below = reach[k - 1];
-      const Position above = reach[k + 1];
-      // The same as: above if below < above, else below + 1.
-      const Position from = std::max<Position>(below + 1, above);
-      bits |= static_cast<std::uint64_t>(below < above) << used;
-      if (++used == 64) {
-        *word++ = std::exchange(bits, 0);
-        used = 0;
+    // Copies that the stores into the row cannot change.
+    const Position n = n_;
+    const Position m = m_;
+    const Equivalent equivalent = equivalent_;
+    Position below = reach[low - 1];
+    for (Position first = low; first <= high; first += 128) {
+      std::uint64_t bits = 0;
+      const Position last = std::min<Position>(high, first + 126);
+      for (Position k = first; k <= last; k += 2) {
+        const Position above = reach[k + 1];
+        // The same as: above if below < above, else below + 1.
+        Position x = std::max<Position>(below + 1, above);
+        bits = bits >> 1 | static_cast<std::uint64_t>(below < above) << 63;
+        below = above;
+        Position y = x - k;
+        while (x < n && y < m && equivalent(x, y)) {
+          ++x;
+          ++y;
+        }
+        reach[k] = x;
       }
-      reach[k] = snake(from, from - k);
+      // The bit of `first` is the lowest.
+      *word++ = bits >> (63 - (last - first) / 2);
     }
-    if (used != 0) *word = bits;
     return goal >= low && goal <= high && ((goal - low) & 1) == 0 && reach[goal] >= n_;
   }
 
@@ -113,32 +129,28 @@ class ShortestEdit {
     return (rows_[static_cast<std::size_t>(d) - 1][at / 64] >> (at % 64) & 1) != 0;
   }
 
-  /// Which steps are insertions, from the first to the last.
-  std::vector<bool> diagonals(Position distance) const {
-    std::vector<bool> insertions(static_cast<std::size_t>(distance));
+  /// Finds which steps are removals, from the last to the first.
+  void walkBack(std::vector<Edit>& edits) const {
     Position k = n_ - m_;
-    for (Position d = distance; d > 0; --d) {
+    for (auto d = static_cast<Position>(edits.size()); d > 0; --d) {
       const bool insertion = isInsertion(d, k);
-      insertions[static_cast<std::size_t>(d) - 1] = insertion;
+      edits[static_cast<std::size_t>(d) - 1].isRemoval = !insertion;
       k += insertion ? 1 : -1;
     }
-    return insertions;
   }
 
-  std::vector<Edit> replay(const std::vector<bool>& insertions) const {
-    std::vector<Edit> edits;
-    edits.reserve(insertions.size());
+  /// Finds where the steps are, from the first to the last.
+  void walkForward(std::vector<Edit>& edits) const {
     Position x = 0;
     Position y = 0;
-    for (const bool insertion : insertions) {
+    for (std::size_t i = 0; i < edits.size(); ++i) {
       const Position matched = snake(x, y) - x;
       x += matched;
       y += matched;
       // A test that answers differently the second time must not lead outside.
-      if (insertion ? y >= m_ : x >= n_) break;
-      edits.push_back({!insertion, insertion ? y++ : x++});
+      if (edits[i].isRemoval ? x >= n_ : y >= m_) return edits.resize(i);
+      edits[i].offset = edits[i].isRemoval ? x++ : y++;
     }
-    return edits;
   }
 
   Position n_;
@@ -147,8 +159,8 @@ class ShortestEdit {
   std::vector<std::unique_ptr<std::uint64_t[]>> blocks_;  // the bits of all depths
   std::uint64_t* next_ = nullptr;                         // what is free in the last block
   std::size_t room_ = 0;
-  std::size_t kept_ = 0;                      // words in all blocks
-  std::vector<const std::uint64_t*> rows_;    // the bits of depth d, at d - 1
+  std::size_t kept_ = 0;                    // words in all blocks
+  std::vector<const std::uint64_t*> rows_;  // the bits of depth d, at d - 1
 };
 
 /// The shortest edit script from a sequence of `oldCount` to one of `newCount` elements.

@@ -35,6 +35,7 @@ class Planner {
     matchSections();
     matchRows();
     if (isPastBounds()) return {Verdict::reload, {}};
+    steps_.reserve(moves_ + changed_rows_ + 16);
     deleteRows();
     placeSections();
     placeRows();
@@ -110,6 +111,12 @@ class Planner {
 
   /// Of the blocks from `first` on, those of one section, lets the heaviest increasing ones stay.
   void chooseStaying(std::size_t first) {
+    const auto precedes = [](const Block& a, const Block& b) {
+      return a.newSection == b.newSection && a.run.newStart < b.run.newStart;
+    };
+    std::size_t last = first + 1;
+    while (last < blocks_.size() && precedes(blocks_[last - 1], blocks_[last])) ++last;
+    if (last >= blocks_.size()) return;  // the common case: all stay
     std::vector<std::int32_t> keys;
     std::vector<std::int32_t> weights;
     for (std::size_t i = first; i < blocks_.size(); ++i) {
@@ -155,7 +162,8 @@ class Planner {
     std::sort(replaced_.begin(), replaced_.end());
     for (auto row = deleted_.rbegin(); row != deleted_.rend(); ++row) {
       const IndexPath path = old_.at(*row);
-      rows_.erase(static_cast<std::int32_t>(path.section()), static_cast<std::int32_t>(path.item()));
+      rows_.erase(static_cast<std::int32_t>(path.section()),
+                  static_cast<std::int32_t>(path.item()));
       steps_.push_back({Kind::deleteRow, path, {}, path, {}});
     }
   }
@@ -181,15 +189,15 @@ class Planner {
     }
     place_of_list_.resize(at(rows_.listCount()));
     std::int32_t place = 0;
-    for (const PieceLists::Piece& piece : order_.pieces(0)) {
+    order_.forEachPiece(0, [&](const PieceLists::Piece& piece) {
       for (std::int32_t i = 0; i < piece.length; ++i) place_of_list_[at(piece.start + i)] = place++;
-    }
+      return true;
+    });
   }
 
   void placeRows() {
-    std::sort(blocks_.begin(), blocks_.end(), [](const Block& a, const Block& b) {
-      return a.run.newStart < b.run.newStart;
-    });
+    std::sort(blocks_.begin(), blocks_.end(),
+              [](const Block& a, const Block& b) { return a.run.newStart < b.run.newStart; });
     auto block = blocks_.begin();
     for (std::int32_t number = 0; number < matching_.sections.newCount; ++number) {
       const std::int32_t end = now_.sectionStart(number + 1);
@@ -212,12 +220,13 @@ class Planner {
   }
 
   /// Goes behind a block that stays. Rows that have still to leave may lie before it.
-  void stay(const LevelMatching::Run& run) { next_ = rows_.locate(run.oldStart + run.length - 1)->rank + 1; }
+  void stay(const LevelMatching::Run& run) {
+    next_ = rows_.locate(run.oldStart + run.length - 1)->rank + 1;
+  }
 
   void insertRow(std::int32_t row) {
     rows_.insert(list_, next_, matching_.rows.oldCount + row);
-    steps_.push_back(
-        {Kind::insertRow, {}, {next_++, place_of_list_[at(list_)]}, {}, now_.at(row)});
+    steps_.push_back({Kind::insertRow, {}, {next_++, place_of_list_[at(list_)]}, {}, now_.at(row)});
   }
 
   void moveRow(std::int32_t old, std::int32_t row) {
@@ -226,8 +235,11 @@ class Planner {
     rows_.erase(from.list, from.rank);
     if (from.list == list_ && from.rank < next_) --next_;
     rows_.insert(list_, next_, old);
-    steps_.push_back({Kind::moveRow, {from.rank, place_of_list_[at(from.list)]},
-                      {next_++, place_of_list_[at(list_)]}, old_.at(old), now_.at(row)});
+    steps_.push_back({Kind::moveRow,
+                      {from.rank, place_of_list_[at(from.list)]},
+                      {next_++, place_of_list_[at(list_)]},
+                      old_.at(old),
+                      now_.at(row)});
   }
 
   /// From the last to the first.
@@ -288,9 +300,9 @@ bool isSame(const SnapshotMatching& matching) {
     const auto updates = [](const auto& mark) {
       return mark.difference == ElementDifference::needsUpdate;
     };
-    const bool matched = level.oldCount == 0 ||
-                         (level.runs.size() == 1 && level.runs[0].newStart == 0 &&
-                          level.runs[0].length == level.oldCount);
+    const bool matched =
+        level.oldCount == 0 || (level.runs.size() == 1 && level.runs[0].newStart == 0 &&
+                                level.runs[0].length == level.oldCount);
     return matched && level.oldCount == level.newCount &&
            std::none_of(level.marks.begin(), level.marks.end(), updates);
   };

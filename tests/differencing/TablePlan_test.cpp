@@ -9,12 +9,12 @@
 #include <utility>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "tessarine/differencing/internal/PieceLists.hpp"
 #include "tessarine/differencing/internal/PlanReplay.hpp"
 #include "tests/differencing/snapshots.hpp"
 #include "tests/differencing/tableModels.hpp"
+
+#include <gtest/gtest.h>
 
 namespace {
 
@@ -297,9 +297,10 @@ TEST(PieceLists, BehaveAsVectors) {
     for (std::size_t list = 0; list < model.size(); ++list) {
       const auto number = static_cast<std::int32_t>(list);
       std::vector<std::int32_t> items;
-      for (const auto& piece : lists.pieces(number)) {
+      lists.forEachPiece(number, [&](const PieceLists::Piece& piece) {
         for (std::int32_t i = 0; i < piece.length; ++i) items.push_back(piece.start + i);
-      }
+        return true;
+      });
       ASSERT_EQ(items, model[list]);
       ASSERT_EQ(lists.size(number), std::ssize(model[list]));
       for (std::size_t i = 0; i < items.size(); ++i) {

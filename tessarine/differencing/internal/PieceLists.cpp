@@ -11,7 +11,8 @@
 
 namespace tessarine {
 
-PieceLists::PieceLists(std::span<const std::int32_t> starts) : starts_(starts.begin(), starts.end()) {
+PieceLists::PieceLists(std::span<const std::int32_t> starts)
+    : starts_(starts.begin(), starts.end()) {
   lists_.reserve(starts.size());
   for (std::size_t i = 0; i + 1 < starts.size(); ++i) {
     lists_.push_back({true, starts[i], starts[i + 1] - starts[i], none});
@@ -97,8 +98,8 @@ PieceLists::Item PieceLists::at(List list, std::int32_t rank) const {
 
 std::optional<PieceLists::Place> PieceLists::locate(Item item) const {
   if (!starts_.empty() && item < starts_.back()) {
-    const auto list = static_cast<List>(
-        std::upper_bound(starts_.begin(), starts_.end(), item) - starts_.begin() - 1);
+    const auto list = static_cast<List>(std::upper_bound(starts_.begin(), starts_.end(), item) -
+                                        starts_.begin() - 1);
     if (head(list).isPlain) return Place{list, item - head(list).start};
   }
   const auto next = node_of_start_.upper_bound(item);
@@ -120,20 +121,6 @@ void PieceLists::append(List target, List source) {
   const Node added = head(source).root;
   setRoot(source, none);
   setRoot(target, merge(head(target).root, added));
-}
-
-std::vector<PieceLists::Piece> PieceLists::pieces(List list) const {
-  if (head(list).isPlain) return {{head(list).start, head(list).length}};
-  std::vector<Piece> pieces;
-  std::vector<Node> path;
-  for (Node n = head(list).root; n != none || !path.empty();) {
-    for (; n != none; n = node(n).left) path.push_back(n);
-    n = path.back();
-    path.pop_back();
-    pieces.push_back({node(n).start, node(n).length});
-    n = node(n).right;
-  }
-  return pieces;
 }
 
 PieceLists::Node PieceLists::make(Item start, std::int32_t length) {

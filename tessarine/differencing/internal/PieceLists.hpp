@@ -42,8 +42,21 @@ class PieceLists {
   std::optional<Place> locate(Item item) const;
   /// Puts all of `source` behind `target`.
   void append(List target, List source);
-  /// The contents of a list, in order; neighbouring pieces may be consecutive.
-  std::vector<Piece> pieces(List list) const;
+  /// Calls `use(piece)` for the contents of a list, in order, until it says false; neighbouring
+  /// pieces may be consecutive. Says whether it never did.
+  template <class Use>
+  bool forEachPiece(List list, Use use) const {
+    if (head(list).isPlain) return use(Piece{head(list).start, head(list).length});
+    std::vector<Node> path;
+    for (Node n = head(list).root; n != none || !path.empty();) {
+      for (; n != none; n = node(n).left) path.push_back(n);
+      n = path.back();
+      path.pop_back();
+      if (!use(Piece{node(n).start, node(n).length})) return false;
+      n = node(n).right;
+    }
+    return true;
+  }
 
  private:
   using Node = std::int32_t;

@@ -62,12 +62,12 @@ class Replay {
   bool isNewSnapshot() const {
     if (sections_.size(0) != matching_.sections.newCount) return false;
     std::int32_t number = 0;
-    for (const PieceLists::Piece& piece : sections_.pieces(0)) {
+    return sections_.forEachPiece(0, [&](const PieceLists::Piece& piece) {
       for (std::int32_t i = 0; i < piece.length; ++i, ++number) {
         if (!isNewSection(piece.start + i, number)) return false;
       }
-    }
-    return true;
+      return true;
+    });
   }
 
  private:
@@ -82,7 +82,8 @@ class Replay {
     return rows_.erase(listAt(path), static_cast<std::int32_t>(path.item()));
   }
   bool put(const IndexPath& path, PieceLists::Item row) {
-    if (!hasSection(path) || path.item() < 0 || path.item() > rows_.size(listAt(path))) return false;
+    if (!hasSection(path) || path.item() < 0 || path.item() > rows_.size(listAt(path)))
+      return false;
     if (rows_.locate(row)) return false;
     rows_.insert(listAt(path), static_cast<std::int32_t>(path.item()), row);
     return true;
@@ -94,9 +95,10 @@ class Replay {
 
   /// Where an old element is in the new list, and how many after it follow it there; -1 if nowhere.
   static LevelMatching::Run counterpart(const LevelMatching& level, std::int32_t old) {
-    const auto next = std::upper_bound(
-        level.runs.begin(), level.runs.end(), old,
-        [](std::int32_t position, const LevelMatching::Run& run) { return position < run.oldStart; });
+    const auto next = std::upper_bound(level.runs.begin(), level.runs.end(), old,
+                                       [](std::int32_t position, const LevelMatching::Run& run) {
+                                         return position < run.oldStart;
+                                       });
     if (next == level.runs.begin()) return {old, -1, 1};
     const LevelMatching::Run& run = *std::prev(next);
     const std::int32_t offset = old - run.oldStart;
@@ -112,21 +114,26 @@ class Replay {
                   number;
     if (!is_right) return false;
     std::int32_t expected = matching_.newStarts[static_cast<std::size_t>(number)];
-    for (PieceLists::Piece piece : rows_.pieces(list)) {
-      while (piece.length > 0) {
-        std::int32_t length = piece.length;
-        std::int32_t found = piece.start - matching_.rows.oldCount;
-        if (found < 0) {
-          const LevelMatching::Run run = counterpart(matching_.rows, piece.start);
-          found = run.newStart;
-          length = std::min(length, run.length);
-        }
-        if (found != expected) return false;
-        expected += length;
-        piece = {piece.start + length, piece.length - length};
+    return rows_.forEachPiece(list, [&](const PieceLists::Piece& piece) {
+      return follows(piece, expected);
+    }) && expected == matching_.newStarts[static_cast<std::size_t>(number) + 1];
+  }
+
+  /// Whether a piece holds the new rows from `expected` on, which then goes behind them.
+  bool follows(PieceLists::Piece piece, std::int32_t& expected) const {
+    while (piece.length > 0) {
+      std::int32_t length = piece.length;
+      std::int32_t found = piece.start - matching_.rows.oldCount;
+      if (found < 0) {
+        const LevelMatching::Run run = counterpart(matching_.rows, piece.start);
+        found = run.newStart;
+        length = std::min(length, run.length);
       }
+      if (found != expected) return false;
+      expected += length;
+      piece = {piece.start + length, piece.length - length};
     }
-    return expected == matching_.newStarts[static_cast<std::size_t>(number) + 1];
+    return true;
   }
 
   const SnapshotMatching& matching_;
