@@ -16,6 +16,8 @@
 #include <utility>
 #include <vector>
 
+#include "tessarine/coding/Decoder.hpp"
+#include "tessarine/coding/Encoder.hpp"
 #include "tessarine/differencing/CollectionChange.hpp"
 #include "tessarine/values/Hashable.hpp"
 #include "tessarine/values/fatal.hpp"
@@ -45,9 +47,9 @@ class CollectionChanges {
 
   CollectionChanges() = default;
 
-  /// The difference made of `changes`, in any order. Absent when an offset or an associated offset is
-  /// negative, when two removals or two insertions share an offset, or when the associations do not
-  /// pair each half of a move with the other.
+  /// The difference made of `changes`, in any order. Absent when an offset or an associated offset
+  /// is negative, when two removals or two insertions share an offset, or when the associations do
+  /// not pair each half of a move with the other.
   static std::optional<CollectionChanges> fromChanges(std::vector<Change> changes) {
     if (!validateChanges(changes)) return std::nullopt;
     return validatedChanges(std::move(changes));
@@ -59,8 +61,8 @@ class CollectionChanges {
     for (const auto& change : changes) copies.push_back(change);
     return fromChanges(std::move(copies));
   }
-  /// The two lists as they come: nothing is checked and nothing sorted. What breaks the order or the
-  /// pairing is kept; `applying` then gives absent or some collection.
+  /// The two lists as they come: nothing is checked and nothing sorted. What breaks the order or
+  /// the pairing is kept; `applying` then gives absent or some collection.
   static CollectionChanges unchecked(std::vector<Change> insertions, std::vector<Change> removals) {
     CollectionChanges made;
     made.insertions_ = std::move(insertions);
@@ -153,9 +155,22 @@ class CollectionChanges {
     return insertions_[at - removals_.size()];
   }
 
-  friend bool operator==(const CollectionChanges& a, const CollectionChanges& b)
-      requires std::equality_comparable<Element> {
+  friend bool operator==(const CollectionChanges& a,
+                         const CollectionChanges& b) requires std::equality_comparable<Element> {
     return a.insertions_ == b.insertions_ && a.removals_ == b.removals_;
+  }
+
+  /// Under "insertions" and "removals". Decoding stores both lists as they come, like `unchecked`.
+  void encode(Encoder& encoder) const requires Encodable<Element> {
+    auto container = encoder.container();
+    container.encode(insertions_, "insertions");
+    container.encode(removals_, "removals");
+  }
+  static CollectionChanges decode(Decoder& decoder) requires Decodable<Element> {
+    auto container = decoder.container();
+    auto insertions = container.decode<std::vector<Change>>("insertions");
+    auto removals = container.decode<std::vector<Change>>("removals");
+    return unchecked(std::move(insertions), std::move(removals));
   }
 
   /// The changes in the order of the view, joined by ", ".
@@ -186,8 +201,9 @@ class CollectionChanges {
       if (!change.associatedWith) continue;
       const std::int64_t other = *change.associatedWith;
       if (other < 0) return false;
-      const bool fresh = change.isRemove() ? told_by_removals.emplace(change.offset, other).second
-                                           : told_by_insertions.emplace(other, change.offset).second;
+      const bool fresh = change.isRemove()
+                             ? told_by_removals.emplace(change.offset, other).second
+                             : told_by_insertions.emplace(other, change.offset).second;
       if (!fresh) return false;
     }
     return told_by_removals == told_by_insertions;

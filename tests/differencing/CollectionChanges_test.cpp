@@ -14,17 +14,22 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "tessarine/differencing/Diffing.hpp"
+#include "tessarine/system/json/JSONDecoder.hpp"
+#include "tessarine/system/json/JSONEncoder.hpp"
 #include "tests/differencing/paperSearch.hpp"
 #include "tests/differencing/snapshots.hpp"
+
+#include <gtest/gtest.h>
 
 namespace {
 
 using tessarine::applying;
 using tessarine::changes;
 using tessarine::CollectionChanges;
+using tessarine::DecodingError;
+using tessarine::JSONDecoder;
+using tessarine::JSONEncoder;
 using Changes = CollectionChanges<int>;
 using Change = Changes::Change;
 using Ints = std::vector<int>;
@@ -35,7 +40,8 @@ static_assert(!std::indirectly_writable<Changes::iterator, Change>);
 /// The script that the paper's search gives, as the library has to give it.
 Changes paperChanges(const Ints& old, const Ints& now) {
   std::vector<Change> made;
-  for (const auto& [isRemoval, offset] : tessarine::test::paperSearch(old, now, std::equal_to<>())) {
+  for (const auto& [isRemoval, offset] :
+       tessarine::test::paperSearch(old, now, std::equal_to<>())) {
     const auto at = static_cast<std::size_t>(offset);
     made.push_back(isRemoval ? Change::remove(offset, old[at]) : Change::insert(offset, now[at]));
   }
@@ -46,8 +52,7 @@ std::size_t longestCommon(const Ints& a, const Ints& b) {
   std::vector<std::vector<std::size_t>> best(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
   for (std::size_t i = 0; i < a.size(); ++i) {
     for (std::size_t j = 0; j < b.size(); ++j) {
-      best[i + 1][j + 1] =
-          a[i] == b[j] ? best[i][j] + 1 : std::max(best[i][j + 1], best[i + 1][j]);
+      best[i + 1][j + 1] = a[i] == b[j] ? best[i][j] + 1 : std::max(best[i][j + 1], best[i + 1][j]);
     }
   }
   return best[a.size()][b.size()];
@@ -124,7 +129,9 @@ TEST(Changes, RandomPairs) {
 }
 
 TEST(Changes, ExactScripts) {
-  const auto text = [](std::string old, std::string now) { return changes(now, old).description(); };
+  const auto text = [](std::string old, std::string now) {
+    return changes(now, old).description();
+  };
   EXPECT_EQ(text("ab", "ba"), "remove a at 0, insert a at 1");
   EXPECT_EQ(text("ABCABBA", "CBABAC"),
             "remove B at 5, remove B at 1, remove A at 0, insert B at 1, insert C at 5");
@@ -206,14 +213,16 @@ TEST(CollectionChanges, RejectsWhatIsNoDifference) {
 
 TEST(CollectionChanges, PairsOnlyWhatIsUnique) {
   const auto found = changes(Ints{9, 1}, Ints{1, 9, 1});
-  const auto twice = *Changes::fromChanges(
-      {Change::remove(0, 1), Change::remove(1, 1), Change::insert(0, 1)});
+  const auto twice =
+      *Changes::fromChanges({Change::remove(0, 1), Change::remove(1, 1), Change::insert(0, 1)});
   EXPECT_EQ(twice.inferringMoves(), twice);
   EXPECT_EQ(found.inferringMoves(), found);
 }
 
 TEST(CollectionChanges, ThatDoNotFitGiveAbsent) {
-  const auto remove = [](std::int64_t offset) { return *Changes::fromChanges({Change::remove(offset, 1)}); };
+  const auto remove = [](std::int64_t offset) {
+    return *Changes::fromChanges({Change::remove(offset, 1)});
+  };
   EXPECT_FALSE(applying(Ints{}, remove(0)));
   EXPECT_FALSE(applying(Ints{1, 2}, remove(2)));
   EXPECT_FALSE(applying(Ints{1, 2}, remove(std::numeric_limits<std::int64_t>::max())));
@@ -234,6 +243,28 @@ TEST(CollectionChanges, UncheckedOnesNeverCrash) {
         (void)broken.inverse();
       }
     }
+  }
+}
+
+TEST(CollectionChanges, EncodedForm) {
+  const auto made = *Changes::fromChanges(
+      {Change::insert(5, 7, 3), Change::remove(3, 7, 5), Change::remove(0, 9)});
+  const std::string text =
+      R"({"insertions":[{"isRemove":false,"offset":5,"element":7,"associatedOffset":3}],)"
+      R"("removals":[{"isRemove":true,"offset":0,"element":9,"associatedOffset":null},)"
+      R"({"isRemove":true,"offset":3,"element":7,"associatedOffset":5}]})";
+  EXPECT_EQ(JSONEncoder().text(made), text);
+  EXPECT_EQ(JSONDecoder().decode<Changes>(text), made);
+  // What breaks the invariants is stored as it comes; a missing association is an absent one.
+  const auto broken = JSONDecoder().decode<Changes>(
+      R"({"removals":[],"insertions":[{"isRemove":true,"offset":-4,"element":1},)"
+      R"({"isRemove":false,"offset":-4,"element":1,"associatedOffset":-1}]})");
+  EXPECT_EQ(broken.insertions(), (std::vector{Change::remove(-4, 1), Change::insert(-4, 1, -1)}));
+  EXPECT_FALSE(applying(Ints{1}, broken));
+  for (const char* refused :
+       {"[]", R"({"insertions":[]})", R"({"insertions":[{"offset":0,"element":1}],"removals":[]})",
+        R"({"insertions":[{"isRemove":1,"offset":0,"element":1}],"removals":[]})"}) {
+    EXPECT_THROW(JSONDecoder().decode<Changes>(refused), DecodingError) << refused;
   }
 }
 

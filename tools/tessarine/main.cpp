@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
   tool.set_version_flag("--version", "tessarine " TESSARINE_VERSION);
   tool.footer("Example: tessarine prefs --dir /tmp/prefs set fontSize 12 --type int");
   tool.require_subcommand(1);
+  addDiff(tool, exit);
   addPrefs(tool, exit);
   addTour(tool, exit);
   try {
