@@ -105,7 +105,8 @@ inline Identifiers identifiersOf(const Snapshot& snapshot) {
   return made;
 }
 
-/// Puts what was not named into the places that were, in order; absent when the counts do not agree.
+/// Puts what was not named into the places that were, in order; absent when the counts do not
+/// agree.
 template <class Value>
 std::optional<std::vector<Value>> filled(std::map<std::int64_t, Value> named,
                                          const std::vector<Value>& rest) {
@@ -126,8 +127,8 @@ std::optional<std::vector<Value>> filled(std::map<std::int64_t, Value> named,
   return made;
 }
 
-/// Performs a batch as a view does that takes deletions and sources in old positions, insertions and
-/// destinations in new ones; absent when it cannot.
+/// Performs a batch as a view does that takes deletions and sources in old positions, insertions
+/// and destinations in new ones; absent when it cannot.
 inline std::optional<Identifiers> performedBatch(const CollectionDifference<std::int64_t>& sections,
                                                  const CollectionDifference<IndexPath>& rows,
                                                  const Snapshot& old, const Snapshot& now) {
@@ -164,13 +165,17 @@ inline std::optional<Identifiers> performedBatch(const CollectionDifference<std:
   for (const IndexPath& path : rows.deletions) (void)take(path);
   for (const IndexPath& path : rows.insertions) {
     if (path.section() >= std::ssize(placed)) return std::nullopt;
+    if (path.item() >= std::ssize(after.at(static_cast<std::size_t>(path.section())).second)) {
+      return std::nullopt;
+    }
     placed[static_cast<std::size_t>(path.section())][path.item()] =
         after.at(static_cast<std::size_t>(path.section()))
             .second.at(static_cast<std::size_t>(path.item()));
   }
   for (const auto& [from, to] : rows.moves) {
-    const bool known = from.section() < std::ssize(before) &&
-                       from.item() < std::ssize(before[static_cast<Section>(from.section())].second);
+    const bool known =
+        from.section() < std::ssize(before) &&
+        from.item() < std::ssize(before[static_cast<Section>(from.section())].second);
     if (!known || to.section() >= std::ssize(placed) || !take(from)) return std::nullopt;
     if (!placed[static_cast<std::size_t>(to.section())].emplace(to.item(), oldRow(from)).second) {
       return std::nullopt;

@@ -11,8 +11,8 @@
 
 namespace tessarine {
 
-PieceLists::PieceLists(std::span<const std::int32_t> starts)
-    : starts_(starts.begin(), starts.end()) {
+PieceLists::PieceLists(std::span<const std::int32_t> starts, bool locates)
+    : starts_(starts.begin(), starts.end()), locates_(locates) {
   lists_.reserve(starts.size());
   for (std::size_t i = 0; i + 1 < starts.size(); ++i) {
     lists_.push_back({true, starts[i], starts[i + 1] - starts[i], none});
@@ -136,12 +136,12 @@ PieceLists::Node PieceLists::make(Item start, std::int32_t length) {
     unused_.pop_back();
   }
   node(n) = {none, none, none, random_, start, length, length};
-  node_of_start_[start] = n;
+  if (locates_) node_of_start_.emplace(start, n);
   return n;
 }
 
 void PieceLists::free(Node n) {
-  node_of_start_.erase(node(n).start);
+  if (locates_) node_of_start_.erase(node(n).start);
   unused_.push_back(n);
 }
 

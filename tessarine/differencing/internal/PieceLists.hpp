@@ -27,7 +27,8 @@ class PieceLists {
   };
 
   /// List `i` begins with the items from `starts[i]` to before `starts[i + 1]`.
-  explicit PieceLists(std::span<const std::int32_t> starts);
+  /// Without `locates` an edit costs less, and `locate` may not be asked.
+  explicit PieceLists(std::span<const std::int32_t> starts, bool locates = true);
 
   List addList();
   std::int32_t listCount() const { return static_cast<std::int32_t>(lists_.size()); }
@@ -108,7 +109,8 @@ class PieceLists {
   std::vector<std::int32_t> starts_;
   std::vector<Treap> nodes_;
   std::vector<Node> unused_;
-  std::map<Item, Node> node_of_start_;
+  std::map<Item, Node> node_of_start_;  // empty unless `locates_`
+  bool locates_;
   std::uint32_t random_ = 2'463'534'242U;
 };
 

@@ -17,8 +17,8 @@ class Replay {
  public:
   explicit Replay(const SnapshotMatching& matching)
       : matching_(matching),
-        rows_(matching.oldStarts),
-        sections_(std::array<std::int32_t, 2>{0, matching.sections.oldCount}) {}
+        rows_(matching.oldStarts, false),
+        sections_(std::array<std::int32_t, 2>{0, matching.sections.oldCount}, false) {}
 
   /// False when the step is not valid.
   bool perform(const TableStep& step) {
@@ -84,7 +84,6 @@ class Replay {
   bool put(const IndexPath& path, PieceLists::Item row) {
     if (!hasSection(path) || path.item() < 0 || path.item() > rows_.size(listAt(path)))
       return false;
-    if (rows_.locate(row)) return false;
     rows_.insert(listAt(path), static_cast<std::int32_t>(path.item()), row);
     return true;
   }
