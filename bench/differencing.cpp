@@ -5,7 +5,7 @@
 //                 scattered: the script, as a CollectionChanges
 //     linear space   Myers' refinement that keeps no trace and halves the problem, script only
 //     distance only  his greedy search without any trace: the number of edits, no script
-//   strings (n,d) the same with strings of 8 to 12 characters, numbered first and compared directly
+//   strings (n,d) the same with texts of 9 to 13 characters, numbered first and compared directly
 //   table         100 000 rows in 1 000 sections (or ten times that): 1% each of rows inserted,
 //                 deleted and updated, 300 moved; `300 moves` are those alone, pairs of rows
 //                 swapped across sections; the hash table is built of the new identifiers and asked

@@ -44,7 +44,7 @@ class ShownTable : public tessarine::TablePlanView {
   void show(const Snapshot& snapshot) {
     next_ = &snapshot;
     const Snapshot shown = table_;
-    tablePlan(shown, snapshot).perform(*this);
+    tessarine::tablePlan(shown, snapshot).perform(*this);
   }
   guint count() const { return place({0, static_cast<std::int64_t>(table_.rows.size())}); }
   const Row* row(guint position) const {

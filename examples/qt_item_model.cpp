@@ -47,7 +47,7 @@ class SectionModel : public QAbstractItemModel, private tessarine::TablePlanView
     Snapshot shown;
     for (const auto& section : sections_) shown.all.push_back(*section);
     next_ = &snapshot;
-    tablePlan(shown, snapshot).perform(*this);
+    tessarine::tablePlan(shown, snapshot).perform(*this);
   }
 
   // What Qt asks. A row knows its section by pointer, which no move changes.
