@@ -1,6 +1,7 @@
 #pragma once
 
-/// Plain values: numbers that keep their kind, dates, bytes, places in a table, property-list values.
+/// Plain values: numbers that keep their kind, dates, bytes, places in a table, property-list
+/// values.
 #include "tessarine/values/AnyHashable.hpp"
 #include "tessarine/values/Data.hpp"
 #include "tessarine/values/Date.hpp"

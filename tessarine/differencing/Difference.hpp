@@ -16,10 +16,10 @@ namespace tessarine {
 /// `IndexPath`).
 template <class Index>
 struct CollectionDifference {
-  IndexSet<Index> insertions;                   // positions in the new snapshot
-  IndexSet<Index> deletions;                    // positions in the old snapshot
-  std::vector<std::pair<Index, Index>> updates; // (old, new) of each element to be redrawn
-  std::vector<std::pair<Index, Index>> moves;   // (source, destination), in the order of performing
+  IndexSet<Index> insertions;                    // positions in the new snapshot
+  IndexSet<Index> deletions;                     // positions in the old snapshot
+  std::vector<std::pair<Index, Index>> updates;  // (old, new) of each element to be redrawn
+  std::vector<std::pair<Index, Index>> moves;  // (source, destination), in the order of performing
 
   bool isEmpty() const noexcept {
     return insertions.empty() && deletions.empty() && updates.empty() && moves.empty();

@@ -93,7 +93,8 @@ class LevelDifference {
         const Item old = {DifferenceIndex<Index>::make(old_row + i, oldSection), run.oldStart + i};
         const Item now = {DifferenceIndex<Index>::make(new_row + i, newSection),
                           matching_.oldCount + run.newStart + i};
-        if (difference == ElementDifference::needsUpdate) updates_.emplace_back(old.index, now.index);
+        if (difference == ElementDifference::needsUpdate)
+          updates_.emplace_back(old.index, now.index);
         if (moves) take(old, now);
       }
       return candidates_.size() <= mostCandidateMoves;
@@ -174,7 +175,9 @@ class Reconciliation {
   bool isApplicable = true;
 
  private:
-  bool isDeleted(const IndexPath& path) const { return sections_.deletions.contains(path.section()); }
+  bool isDeleted(const IndexPath& path) const {
+    return sections_.deletions.contains(path.section());
+  }
   bool isInserted(const IndexPath& path) const {
     return sections_.insertions.contains(path.section());
   }
@@ -209,10 +212,10 @@ Difference differenceOf(const SnapshotMatching& matching,
   using ChangeKind = Difference::ChangeKind;
   const std::array<std::int32_t, 2> old_sections = {0, matching.sections.oldCount};
   const std::array<std::int32_t, 2> new_sections = {0, matching.sections.newCount};
-  auto sections = LevelDifference<std::int64_t>(
-                      matching.sections, Layout<std::int64_t>(old_sections),
-                      Layout<std::int64_t>(new_sections), nullptr, nullptr)
-                      .result();
+  auto sections =
+      LevelDifference<std::int64_t>(matching.sections, Layout<std::int64_t>(old_sections),
+                                    Layout<std::int64_t>(new_sections), nullptr, nullptr)
+          .result();
   const MetaMutator meta_mutator{sections.difference};
   auto rows = LevelDifference<IndexPath>(matching.rows, Layout<IndexPath>(matching.oldStarts),
                                          Layout<IndexPath>(matching.newStarts), &meta_mutator,

@@ -21,8 +21,8 @@ TESSARINE_EXPORT Difference differenceOf(const SnapshotMatching& matching,
 /// `tablePlan`.
 ///
 /// Two sections of one identifier end the process. Of two items of one identifier the first counts;
-/// what follows depends on the values. What a comparison throws passes through. Time in the order of
-/// the rows; where most rows stand as before, a fraction of a hash table of them.
+/// what follows depends on the values. What a comparison throws passes through. Time in the order
+/// of the rows; where most rows stand as before, a fraction of a hash table of them.
 template <Diffable Snapshot>
 Difference difference(const Snapshot& snapshot, const Snapshot& from,
                       const SuppressedMovePositions* suppressedMovePositions = nullptr) {

@@ -17,9 +17,9 @@
 namespace tessarine {
 
 /// A map whose shape is fixed when it is made: it never grows and never rehashes, and each bucket
-/// keeps its entries in the order of their arrival. For showing and for keeping a known order; where
-/// only speed counts, take `std::unordered_map`. A keyed operation costs one hash and the scan of
-/// one chain.
+/// keeps its entries in the order of their arrival. For showing and for keeping a known order;
+/// where only speed counts, take `std::unordered_map`. A keyed operation costs one hash and the
+/// scan of one chain.
 ///
 /// A value: a copy costs one reference count and becomes its own when either side is written.
 /// Shared values may be read from any thread; a writer needs its copy to itself.
@@ -133,8 +133,8 @@ class HashTable {
     std::atomic<std::size_t> owners{1};
   };
 
-  /// A counted reference. The count is read with acquire, unlike that of `std::shared_ptr`: the sole
-  /// owner writes, and has to come after what former owners read.
+  /// A counted reference. The count is read with acquire, unlike that of `std::shared_ptr`: the
+  /// sole owner writes, and has to come after what former owners read.
   class Reference {
    public:
     explicit Reference(Shape* shape) noexcept : shape_(shape) {}

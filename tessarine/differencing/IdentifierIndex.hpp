@@ -8,8 +8,8 @@
 namespace tessarine {
 
 /// Finds equal identifiers among numbered elements: a hash table of their numbers alone, which asks
-/// its caller whether two elements are equal. Open addressing, eight bytes a slot, at most half full.
-/// For the searches of this family; a general map is `std::unordered_map`.
+/// its caller whether two elements are equal. Open addressing, eight bytes a slot, at most half
+/// full. For the searches of this family; a general map is `std::unordered_map`.
 class IdentifierIndex {
  public:
   /// Room for `count` different identifiers; no more may be added.

@@ -8,8 +8,8 @@
 
 namespace tessarine {
 
-/// A set of positions in ascending order, side by side in memory. Looking one up costs the logarithm
-/// of the size; it is made at once and then read.
+/// A set of positions in ascending order, side by side in memory. Looking one up costs the
+/// logarithm of the size; it is made at once and then read.
 template <class Index>
 class IndexSet {
  public:
@@ -21,7 +21,8 @@ class IndexSet {
   IndexSet(std::initializer_list<Index> members) : IndexSet(std::vector<Index>(members)) {}
   /// In any order; of equal members one stays.
   explicit IndexSet(std::vector<Index> members) : members_(std::move(members)) {
-    if (!std::is_sorted(members_.begin(), members_.end())) std::sort(members_.begin(), members_.end());
+    if (!std::is_sorted(members_.begin(), members_.end()))
+      std::sort(members_.begin(), members_.end());
     members_.erase(std::unique(members_.begin(), members_.end()), members_.end());
   }
 
@@ -30,8 +31,8 @@ class IndexSet {
   }
   /// How many members are less than `index`.
   std::size_t countBelow(const Index& index) const {
-    return static_cast<std::size_t>(
-        std::lower_bound(members_.begin(), members_.end(), index) - members_.begin());
+    return static_cast<std::size_t>(std::lower_bound(members_.begin(), members_.end(), index) -
+                                    members_.begin());
   }
 
   const_iterator begin() const noexcept { return members_.begin(); }

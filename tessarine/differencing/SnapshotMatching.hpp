@@ -22,7 +22,8 @@ namespace tessarine {
 /// Which elements of two lists have the same identifier: the meeting point of `difference` and
 /// `tablePlan`. Positions are counted through all sections.
 struct LevelMatching {
-  /// Neighbours in the old list whose counterparts are neighbours in the new one, in the same order.
+  /// Neighbours in the old list whose counterparts are neighbours in the new one, in the same
+  /// order.
   struct Run {
     std::int32_t oldStart;
     std::int32_t newStart;
@@ -78,7 +79,8 @@ struct ListOfLists {
 
   std::int32_t count() const { return starts.back(); }
   void add(std::span<const Element> list) {
-    if (list.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max() - count())) {
+    if (list.size() >
+        static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max() - count())) {
       fatal("a snapshot of more than 2^31 - 1 rows cannot be compared");
     }
     lists.push_back(list);
@@ -164,8 +166,8 @@ class LevelMatcher {
     ListCursor<Element, backwards> now(now_);
     std::int32_t count = 0;
     while (count < most) {
-      const std::size_t length = std::min({old.rest().size(), now.rest().size(),
-                                           static_cast<std::size_t>(most - count)});
+      const std::size_t length =
+          std::min({old.rest().size(), now.rest().size(), static_cast<std::size_t>(most - count)});
       for (std::size_t i = 0; i < length; ++i, ++count) {
         if (!(old.at(i).identifier() == now.at(i).identifier())) return count;
         mark(backwards ? old_.count() - 1 - count : count, old.at(i), now.at(i), marks);
@@ -299,7 +301,8 @@ class HeldSnapshot {
   struct Nothing {};
 
   Sections held_sections_;  // a reference where the snapshot gives one
-  [[no_unique_address]] std::conditional_t<borrows, Nothing, std::vector<std::remove_cvref_t<Items>>>
+  [[no_unique_address]] std::conditional_t<borrows, Nothing,
+                                           std::vector<std::remove_cvref_t<Items>>>
       held_items_;
 };
 
@@ -323,7 +326,8 @@ void requireUnique(const ListOfLists<Section>& sections) {
 }  // namespace differencing_detail
 
 /// Matches two snapshots by identifiers. A section identifier that repeats ends the process, unless
-/// `allowsRepeatedSections`. What a comparison throws passes through. Time in the order of the rows.
+/// `allowsRepeatedSections`. What a comparison throws passes through. Time in the order of the
+/// rows.
 template <Diffable Snapshot>
 SnapshotMatching matchSnapshots(const Snapshot& old, const Snapshot& now,
                                 bool allowsRepeatedSections = false) {

@@ -16,8 +16,9 @@
 
 namespace tessarine {
 
-/// What a plan walks: a list of lists that is changed one step at a time. Positions are those of the
-/// list as the steps before left it; `inNew` is a place in the new snapshot, to fetch the content.
+/// What a plan walks: a list of lists that is changed one step at a time. Positions are those of
+/// the list as the steps before left it; `inNew` is a place in the new snapshot, to fetch the
+/// content.
 class TESSARINE_EXPORT TablePlanView {
  public:
   virtual ~TablePlanView();
@@ -81,9 +82,10 @@ class TESSARINE_EXPORT TablePlan {
   void perform(TablePlanView& view) const;
 
   /// The same plan as one batch, for a view that takes deletions, sources and the first of each
-  /// update in old positions and all others in new ones: what is not named keeps its order and fills
-  /// the places left. Deleted sections take their rows along and inserted ones bring theirs: a row
-  /// that leaves a deleted section is an insertion, one that enters an inserted section a deletion.
+  /// update in old positions and all others in new ones: what is not named keeps its order and
+  /// fills the places left. Deleted sections take their rows along and inserted ones bring theirs:
+  /// a row that leaves a deleted section is an insertion, one that enters an inserted section a
+  /// deletion.
   struct Batch {
     CollectionDifference<std::int64_t> sections;
     CollectionDifference<IndexPath> rows;
@@ -113,20 +115,22 @@ struct TablePlanOptions {
 };
 
 /// The plan of two snapshots that were matched, sections that repeat allowed.
-TESSARINE_EXPORT TablePlan planOf(const SnapshotMatching& matching, const TablePlanOptions& options);
+TESSARINE_EXPORT TablePlan planOf(const SnapshotMatching& matching,
+                                  const TablePlanOptions& options);
 
-/// The plan that takes a table from the snapshot `from` to the snapshot `to`. It has the fewest moves
-/// of sections and, within each section, of rows; a row that changes its section is one move. What
-/// needs an update is updated last, at its final place. Values that cannot be compared are moved
-/// where their place changes and never updated.
+/// The plan that takes a table from the snapshot `from` to the snapshot `to`. It has the fewest
+/// moves of sections and, within each section, of rows; a row that changes its section is one move.
+/// What needs an update is updated last, at its final place. Values that cannot be compared are
+/// moved where their place changes and never updated.
 ///
 /// Reloads past the bounds of `options`, and where an identifier repeats, unless the snapshots are
 /// equal. In snapshots of more than 1,023 rows, repeats within a long common start and end are not
 /// looked for: such rows are matched by their place, which is a valid plan as well.
-/// What a comparison throws passes through. Time in the order of the rows for comparing them, and of
-/// the change times its logarithm for the rest.
+/// What a comparison throws passes through. Time in the order of the rows for comparing them, and
+/// of the change times its logarithm for the rest.
 template <Diffable Snapshot>
-TablePlan tablePlan(const Snapshot& from, const Snapshot& to, const TablePlanOptions& options = {}) {
+TablePlan tablePlan(const Snapshot& from, const Snapshot& to,
+                    const TablePlanOptions& options = {}) {
   return planOf(matchSnapshots(from, to, true), options);
 }
 

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "tessarine/differencing/internal/DifferenceIndex.hpp"
 #include "tests/differencing/snapshots.hpp"
 #include "tests/differencing/stepwiseEngine.hpp"
+
+#include <gtest/gtest.h>
 
 namespace {
 
@@ -95,7 +95,8 @@ TEST(DifferenceEngine, Verdicts) {
   Snapshot old = tableOf({{1, 2}});
   Snapshot now = tableOf({{2, 1}});
   for (Element& each : now.all_items[0]) each.version = -1;
-  EXPECT_EQ(kindOf(old, now), Kind::noChange) << "what cannot be compared neither moves nor updates";
+  EXPECT_EQ(kindOf(old, now), Kind::noChange)
+      << "what cannot be compared neither moves nor updates";
   // A row deleted from a section that moves.
   now = tableOf({{1}, {2, 3}});
   std::swap(now.all_sections[0], now.all_sections[1]);
@@ -168,8 +169,10 @@ TEST(DifferenceEngineDeathTest, RepeatedSectionsEndTheProcess) {
   Snapshot twice = tableOf({{1}, {2}});
   twice.all_sections[1].id = 0;
   twice.all_sections[0].id = 0;
-  EXPECT_DEATH(difference(twice, Snapshot()), "two sections of a snapshot have the identifier \"0\"");
-  EXPECT_DEATH(difference(Snapshot(), twice), "two sections of a snapshot have the identifier \"0\"");
+  EXPECT_DEATH(difference(twice, Snapshot()),
+               "two sections of a snapshot have the identifier \"0\"");
+  EXPECT_DEATH(difference(Snapshot(), twice),
+               "two sections of a snapshot have the identifier \"0\"");
   const IndexPathBumper bumper{3, 1};
   EXPECT_DEATH(bumper.bump(IndexPath(0, 2)), "before the section of its bumper");
 }

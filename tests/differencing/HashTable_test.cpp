@@ -38,7 +38,8 @@ TEST(HashTable, KeepsItsShapeAndOrder) {
   table.updateValue("d", {4, INT64_MIN});
   EXPECT_EQ(table.updateValue("B", {2, -1}), "b");
   EXPECT_EQ(table.count(), 4);
-  EXPECT_EQ(table.debugDescription(), "bucket 0: \nbucket 1: 1 = a, 2 = B, 3 = c\nbucket 2: 4 = d\n");
+  EXPECT_EQ(table.debugDescription(),
+            "bucket 0: \nbucket 1: 1 = a, 2 = B, 3 = c\nbucket 2: 4 = d\n");
   EXPECT_EQ(table.removeValue({2, -1}), "B");
   EXPECT_EQ(table.removeValue({2, -1}), std::nullopt);
   EXPECT_EQ(table.description(), "1 = a, 3 = c, 4 = d");

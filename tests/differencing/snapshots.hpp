@@ -72,8 +72,7 @@ inline std::string textOf(const Snapshot& snapshot) {
 class SnapshotMaker {
  public:
   /// New rows are numbered from `first_row`.
-  explicit SnapshotMaker(unsigned seed, int first_row = 1)
-      : random_(seed), next_row_(first_row) {}
+  explicit SnapshotMaker(unsigned seed, int first_row = 1) : random_(seed), next_row_(first_row) {}
 
   unsigned below(std::size_t bound) { return static_cast<unsigned>(random_() % bound); }
   bool oneIn(unsigned n) { return below(n) == 0; }

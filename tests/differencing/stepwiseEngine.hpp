@@ -1,7 +1,7 @@
 #pragma once
 
-// The rules of the table engine written down one by one, on plain lists, without regard to time: what
-// the library's engine has to equal.
+// The rules of the table engine written down one by one, on plain lists, without regard to time:
+// what the library's engine has to equal.
 
 #include <algorithm>
 #include <cstdint>
@@ -118,9 +118,8 @@ struct StepwiseTable {
       if (a.section() == b.section()) return std::abs(a.item() - b.item());
       return (rows[a.section()] - a.item() - 1) + (rows[b.section()] - b.item() - 1);
     };
-    std::stable_sort(candidates.begin(), candidates.end(), [&](const auto& a, const auto& b) {
-      return impact(a) < impact(b);
-    });
+    std::stable_sort(candidates.begin(), candidates.end(),
+                     [&](const auto& a, const auto& b) { return impact(a) < impact(b); });
     std::reverse(candidates.begin(), candidates.end());
     std::vector<std::pair<IndexPath, IndexPath>> moves;
     for (const auto& [old, now] : candidates) {
@@ -270,7 +269,8 @@ inline Difference stepwiseDifference(const Snapshot& now, const Snapshot& old,
     return static_cast<std::int64_t>(std::count_if(set.begin(), set.end(), test));
   };
   for (const auto& move : moves) {
-    const auto& [source, destination] = move;
+    const IndexPath source = move.first;
+    const IndexPath destination = move.second;
     const auto s1 = source.section() - count(gone, [&](auto s) { return s < source.section(); });
     const auto section = s1 + count(came, [&](auto s) { return s <= s1; });
     const auto r1 = source.item() - count(items.deletions, [&](const IndexPath& each) {

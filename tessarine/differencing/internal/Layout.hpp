@@ -24,8 +24,8 @@ class Layout {
     return starts_[static_cast<std::size_t>(section)];
   }
   std::int32_t sectionOf(std::int32_t position) const {
-    return static_cast<std::int32_t>(
-        std::upper_bound(starts_.begin(), starts_.end(), position) - starts_.begin() - 1);
+    return static_cast<std::int32_t>(std::upper_bound(starts_.begin(), starts_.end(), position) -
+                                     starts_.begin() - 1);
   }
   Index at(std::int32_t position) const {
     const std::int32_t section = sectionOf(position);
@@ -55,7 +55,8 @@ class CutRuns {
         const std::int32_t length =
             std::min({run.length, old_.sectionStart(old_section + 1) - run.oldStart,
                       now_.sectionStart(new_section + 1) - run.newStart});
-        if (!use(LevelMatching::Run{run.oldStart, run.newStart, length}, old_section, new_section)) {
+        if (!use(LevelMatching::Run{run.oldStart, run.newStart, length}, old_section,
+                 new_section)) {
           return;
         }
         run = {run.oldStart + length, run.newStart + length, run.length - length};

@@ -283,8 +283,8 @@ std::vector<typename SimulatedTableView<Index>::Move> SimulatedTableView<Index>:
   const auto context = moveComparisonContext();
   auto sorted = candidates;
   std::stable_sort(sorted.begin(), sorted.end(), [&](const auto& a, const auto& b) {
-    return Traits::movesAreOrderedByIncreasingImpact(
-        {a.first.index, a.second.index}, {b.first.index, b.second.index}, context);
+    return Traits::movesAreOrderedByIncreasingImpact({a.first.index, a.second.index},
+                                                     {b.first.index, b.second.index}, context);
   });
   std::reverse(sorted.begin(), sorted.end());
   std::vector<Move> moves;

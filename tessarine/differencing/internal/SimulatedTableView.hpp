@@ -41,7 +41,8 @@ class SimulatedTableView {
   using Item = WrappedDifferenceComparable<Index>;
   using Move = std::pair<Index, Index>;
 
-  /// Begins with all old elements of `matching`, in the sections of `old`. `metaMutator` may be null.
+  /// Begins with all old elements of `matching`, in the sections of `old`. `metaMutator` may be
+  /// null.
   SimulatedTableView(const LevelMatching& matching, const Layout<Index>& old,
                      std::int32_t newSectionCount, const MetaMutator* metaMutator);
 
@@ -49,8 +50,8 @@ class SimulatedTableView {
   void deleteIndexes(const std::vector<Index>& indexes);
   /// Inserts items, in ascending order of their indexes.
   void insert(const std::vector<Item>& items);
-  /// Of candidate moves, (old item, new item), those that are still needed, with the positions of the
-  /// table at the moment of each, in the order of performing; the greatest impact comes first.
+  /// Of candidate moves, (old item, new item), those that are still needed, with the positions of
+  /// the table at the moment of each, in the order of performing; the greatest impact comes first.
   std::vector<Move> filteredMoves(const std::vector<std::pair<Item, Item>>& candidates);
 
   /// Whether an insertion met sections out of order; what is found from then on means nothing.

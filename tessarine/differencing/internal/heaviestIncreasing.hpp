@@ -22,7 +22,8 @@ inline std::vector<bool> heaviestIncreasing(const std::vector<std::int32_t>& key
   std::vector<std::size_t> rank(count);
   for (std::size_t i = 0; i < count; ++i) rank[by_key[i]] = i + 1;
 
-  // A Fenwick tree over the ranks of the keys: the member with the heaviest sequence that ends there.
+  // A Fenwick tree over the ranks of the keys: the member with the heaviest sequence that ends
+  // there.
   std::vector<std::size_t> heaviest(count + 1, none);
   std::vector<std::int64_t> sums(count);
   std::vector<std::size_t> before(count, none);

@@ -39,7 +39,9 @@ class JSONDateStrategy : public JSONDateForms {
   static JSONDateStrategy withFormatter(DateFormatter formatter) {
     return {Case::formatted, std::move(formatter)};
   }
-  static JSONDateStrategy withCallback(Custom callback) { return {Case::custom, std::move(callback)}; }
+  static JSONDateStrategy withCallback(Custom callback) {
+    return {Case::custom, std::move(callback)};
+  }
 
   Case kind() const noexcept { return case_; }
   const DateFormatter& formatter() const { return std::get<DateFormatter>(payload_); }
@@ -66,7 +68,9 @@ class JSONDataStrategy : public JSONDataForms {
   JSONDataStrategy() = default;
   // NOLINTNEXTLINE(google-explicit-constructor): a case without a payload is the strategy
   JSONDataStrategy(Case plain) : case_(plain) {}
-  static JSONDataStrategy withCallback(Custom callback) { return {Case::custom, std::move(callback)}; }
+  static JSONDataStrategy withCallback(Custom callback) {
+    return {Case::custom, std::move(callback)};
+  }
 
   Case kind() const noexcept { return case_; }
   const Custom& callback() const noexcept { return callback_; }
