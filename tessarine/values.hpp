@@ -1,7 +1,7 @@
 #pragma once
 
-/// Plain values: numbers that keep their kind, dates, bytes, property-list values,
-/// places and rectangles.
+/// Plain values: numbers that keep their kind, dates, bytes, property-list values, places in a
+/// table and on a plane.
 #include "tessarine/values/AnyHashable.hpp"
 #include "tessarine/values/CGFloat.hpp"
 #include "tessarine/values/CGPoint.hpp"
@@ -13,6 +13,8 @@
 #include "tessarine/values/Decimal.hpp"
 #include "tessarine/values/EnumCases.hpp"
 #include "tessarine/values/FunctionRef.hpp"
+#include "tessarine/values/Hashable.hpp"
+#include "tessarine/values/IndexPath.hpp"
 #include "tessarine/values/Int128.hpp"
 #include "tessarine/values/NSInternalInconsistencyException.hpp"
 #include "tessarine/values/NSNull.hpp"

@@ -13,17 +13,12 @@
 #include <vector>
 
 #include "tessarine/export.hpp"
+#include "tessarine/values/Hashable.hpp"
 #include "tessarine/values/PreferenceObject.hpp"
 
 namespace tessarine {
 
 class AnyHashable;
-
-template <class T>
-concept Hashable = std::equality_comparable<T> && std::copy_constructible<T> &&
-    requires(const T& v) {
-  { std::hash<T>{}(v) } -> std::convertible_to<std::size_t>;
-};
 
 /// Any hashable value behind one type, with equality and hash. What is a property-list value is
 /// kept as a `PreferenceObject`, so numbers of different C++ types compare by value; values of all

@@ -18,6 +18,7 @@ struct UsageError : std::runtime_error {
 
 // Each adds its commands to the tool. What a command answers goes into `exit`.
 void addAnimate(CLI::App& tool, int& exit);
+void addDiff(CLI::App& tool, int& exit);
 void addPrefs(CLI::App& tool, int& exit);
 void addTour(CLI::App& tool, int& exit);
 

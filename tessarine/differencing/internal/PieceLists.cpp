@@ -1,0 +1,198 @@
+#include "tessarine/differencing/internal/PieceLists.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace tessarine {
+
+PieceLists::PieceLists(std::span<const std::int32_t> starts, bool locates)
+    : starts_(starts.begin(), starts.end()), locates_(locates) {
+  lists_.reserve(starts.size());
+  for (std::size_t i = 0; i + 1 < starts.size(); ++i) {
+    lists_.push_back({true, starts[i], starts[i + 1] - starts[i], none});
+  }
+}
+
+PieceLists::List PieceLists::addList() {
+  lists_.push_back({false, 0, 0, none});
+  return listCount() - 1;
+}
+
+std::int32_t PieceLists::size(List list) const {
+  const Head& head = this->head(list);
+  return head.isPlain ? head.length : total(head.root);
+}
+
+void PieceLists::insert(List list, std::int32_t rank, Item item) {
+  materialize(list);
+  if (rank > 0 && extendPiece(list, rank - 1, item)) return;
+  cut(list, rank);
+  insertPiece(list, rank, make(item, 1));
+}
+
+void PieceLists::insertPiece(List list, std::int32_t rank, Node piece) {
+  const auto [left, right] = split(head(list).root, rank);
+  setRoot(list, merge(merge(left, piece), right));
+}
+
+/// Sees to it that a piece begins at `rank`.
+void PieceLists::cut(List list, std::int32_t rank) {
+  auto [n, offset] = find(list, rank);
+  if (n == none || offset == 0) return;
+  const std::int32_t length = node(n).length - offset;
+  const Item start = node(n).start + offset;
+  node(n).length = offset;
+  for (; n >= 0; n = node(n).parent) node(n).total -= length;
+  insertPiece(list, rank, make(start, length));
+}
+
+/// The piece that `rank` lies in, and how far in; none at the end of the list.
+PieceLists::Inside PieceLists::find(List list, std::int32_t rank) const {
+  Node n = head(list).root;
+  while (n != none) {
+    const std::int32_t before = total(node(n).left);
+    if (rank < before) {
+      n = node(n).left;
+    } else if (rank < before + node(n).length) {
+      return {n, rank - before};
+    } else {
+      rank -= before + node(n).length;
+      n = node(n).right;
+    }
+  }
+  return {none, 0};
+}
+
+/// Lets the piece that ends at `rank` take `item` up, if it comes next in number.
+bool PieceLists::extendPiece(List list, std::int32_t rank, Item item) {
+  auto [n, offset] = find(list, rank);
+  if (offset + 1 != node(n).length || node(n).start + node(n).length != item) return false;
+  ++node(n).length;
+  for (; n >= 0; n = node(n).parent) ++node(n).total;
+  return true;
+}
+
+PieceLists::Item PieceLists::erase(List list, std::int32_t rank) {
+  materialize(list);
+  cut(list, rank + 1);
+  cut(list, rank);
+  const auto [left, rest] = split(head(list).root, rank);
+  const auto [one, right] = split(rest, 1);
+  const Item item = node(one).start;
+  free(one);
+  setRoot(list, merge(left, right));
+  return item;
+}
+
+PieceLists::Item PieceLists::at(List list, std::int32_t rank) const {
+  if (head(list).isPlain) return head(list).start + rank;
+  const auto [n, offset] = find(list, rank);
+  return node(n).start + offset;
+}
+
+std::optional<PieceLists::Place> PieceLists::locate(Item item) const {
+  if (!starts_.empty() && item < starts_.back()) {
+    const auto list = static_cast<List>(std::upper_bound(starts_.begin(), starts_.end(), item) -
+                                        starts_.begin() - 1);
+    if (head(list).isPlain) return Place{list, item - head(list).start};
+  }
+  const auto next = node_of_start_.upper_bound(item);
+  if (next == node_of_start_.begin()) return std::nullopt;
+  Node n = std::prev(next)->second;
+  if (item >= node(n).start + node(n).length) return std::nullopt;
+  std::int32_t rank = item - node(n).start + total(node(n).left);
+  while (node(n).parent >= 0) {
+    const Node parent = node(n).parent;
+    if (node(parent).right == n) rank += total(node(parent).left) + node(parent).length;
+    n = parent;
+  }
+  return Place{~node(n).parent, rank};
+}
+
+void PieceLists::append(List target, List source) {
+  materialize(source);
+  materialize(target);
+  const Node added = head(source).root;
+  setRoot(source, none);
+  setRoot(target, merge(head(target).root, added));
+}
+
+PieceLists::Node PieceLists::make(Item start, std::int32_t length) {
+  random_ ^= random_ << 13;
+  random_ ^= random_ >> 17;
+  random_ ^= random_ << 5;
+  Node n = none;
+  if (unused_.empty()) {
+    n = static_cast<Node>(nodes_.size());
+    nodes_.emplace_back();
+  } else {
+    n = unused_.back();
+    unused_.pop_back();
+  }
+  node(n) = {none, none, none, random_, start, length, length};
+  if (locates_) node_of_start_.emplace(start, n);
+  return n;
+}
+
+void PieceLists::free(Node n) {
+  if (locates_) node_of_start_.erase(node(n).start);
+  unused_.push_back(n);
+}
+
+void PieceLists::update(Node n) {
+  Treap& own = node(n);
+  own.total = own.length + total(own.left) + total(own.right);
+  if (own.left != none) node(own.left).parent = n;
+  if (own.right != none) node(own.right).parent = n;
+}
+
+PieceLists::Node PieceLists::merge(Node a, Node b) {
+  if (a == none) return b;
+  if (b == none) return a;
+  if (node(a).priority >= node(b).priority) {
+    const Node right = merge(node(a).right, b);
+    node(a).right = right;
+    update(a);
+    return a;
+  }
+  const Node left = merge(a, node(b).left);
+  node(b).left = left;
+  update(b);
+  return b;
+}
+
+/// The first `rank` items of a subtree and the rest; a piece begins at `rank`.
+PieceLists::Halves PieceLists::split(Node n, std::int32_t rank) {
+  if (n == none) return {none, none};
+  const std::int32_t before = total(node(n).left);
+  if (rank <= before) {
+    const auto [left, right] = split(node(n).left, rank);
+    node(n).left = right;
+    update(n);
+    return {left, n};
+  }
+  const auto [left, right] = split(node(n).right, rank - before - node(n).length);
+  node(n).right = left;
+  update(n);
+  return {n, right};
+}
+
+void PieceLists::materialize(List list) {
+  Head& own = head(list);
+  if (!own.isPlain) return;
+  own.isPlain = false;
+  if (own.length != 0) setRoot(list, make(own.start, own.length));
+}
+
+void PieceLists::setRoot(List list, Node root) {
+  head(list).root = root;
+  if (root != none) node(root).parent = ~list;
+}
+
+}  // namespace tessarine

@@ -1,0 +1,323 @@
+// How a plan is made: what stays is decided first, by the heaviest increasing subsequence; then the
+// sections are put in order, and in each the rows, from the first to the last, every one behind the
+// one before it.
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "tessarine/differencing/TablePlan.hpp"
+#include "tessarine/differencing/internal/Layout.hpp"
+#include "tessarine/differencing/internal/PieceLists.hpp"
+#include "tessarine/differencing/internal/PlanReplay.hpp"
+#include "tessarine/differencing/internal/heaviestIncreasing.hpp"
+#include "tessarine/values/IndexPath.hpp"
+
+namespace tessarine {
+namespace {
+
+using Kind = TableStep::Kind;
+using Verdict = TablePlan::Verdict;
+
+class Planner {
+ public:
+  Planner(const SnapshotMatching& matching, const TablePlanOptions& options)
+      : matching_(matching),
+        options_(options),
+        old_(matching.oldStarts),
+        now_(matching.newStarts),
+        rows_(matching.oldStarts),
+        order_(std::array<std::int32_t, 2>{0, matching.sections.oldCount}) {}
+
+  TablePlan plan() {
+    matchSections();
+    matchRows();
+    if (isPastBounds()) return {Verdict::reload, {}};
+    steps_.reserve(moves_ + changed_rows_ + 16);
+    deleteRows();
+    placeSections();
+    placeRows();
+    deleteSections();
+    update();
+    return {steps_.empty() ? Verdict::noChange : Verdict::apply, std::move(steps_)};
+  }
+
+ private:
+  /// Rows that are neighbours in both snapshots, in one section of each.
+  struct Block {
+    LevelMatching::Run run;
+    std::int32_t newSection;
+    bool stays;
+  };
+
+  static IndexPath sectionAt(std::int64_t section) { return {0, section}; }
+  std::size_t at(std::int32_t i) const { return static_cast<std::size_t>(i); }
+
+  // ---- what stays ----
+
+  /// Each section's list of rows: an old section has its own, an inserted one gets a new one.
+  void matchSections() {
+    list_of_new_.assign(at(matching_.sections.newCount), -1);
+    new_of_old_.assign(at(matching_.sections.oldCount), -1);
+    std::vector<std::int32_t> keys;
+    for (const auto& run : matching_.sections.runs) {
+      for (std::int32_t i = 0; i < run.length; ++i) {
+        list_of_new_[at(run.newStart + i)] = run.oldStart + i;
+        new_of_old_[at(run.oldStart + i)] = run.newStart + i;
+        keys.push_back(run.newStart + i);
+      }
+    }
+    const auto stays = heaviestIncreasing(keys, std::vector<std::int32_t>(keys.size(), 1));
+    section_moves_.assign(at(matching_.sections.newCount), false);
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      if (stays[i]) continue;
+      section_moves_[at(keys[i])] = true;
+      ++moves_;
+    }
+    for (std::int32_t& list : list_of_new_) {
+      if (list < 0) list = rows_.addList();
+    }
+  }
+
+  void matchRows() {
+    std::size_t first = 0;  // of the blocks of the section at hand
+    std::int32_t section = -1;
+    const auto use = [&](const LevelMatching::Run& run, std::int32_t oldSection,
+                         std::int32_t newSection) {
+      if (oldSection != section) {
+        chooseStaying(first);
+        first = blocks_.size();
+        section = oldSection;
+      }
+      blocks_.push_back({run, newSection, new_of_old_[at(oldSection)] == newSection});
+      return true;
+    };
+    CutRuns<IndexPath>(old_, now_).forEach(matching_.rows.runs, use);
+    chooseStaying(first);
+    forEachDeleted(matching_.rows, [&](std::int32_t row) { deleted_.push_back(row); });
+    for (Block& block : blocks_) {
+      if (!block.stays) countMoves(block.run);
+    }
+    changed_rows_ = moves_of_rows_ + deleted_.size();
+    changed_rows_ += at(matching_.rows.newCount);
+    for (const Block& block : blocks_) changed_rows_ -= at(block.run.length);
+    for (const auto& mark : matching_.rows.marks) {
+      if (mark.difference == ElementDifference::needsUpdate) ++changed_rows_;
+    }
+    moves_ += moves_of_rows_;
+  }
+
+  /// Of the blocks from `first` on, those of one section, lets the heaviest increasing ones stay.
+  void chooseStaying(std::size_t first) {
+    const auto precedes = [](const Block& a, const Block& b) {
+      return a.newSection == b.newSection && a.run.newStart < b.run.newStart;
+    };
+    std::size_t last = first + 1;
+    while (last < blocks_.size() && precedes(blocks_[last - 1], blocks_[last])) ++last;
+    if (last >= blocks_.size()) return;  // the common case: all stay
+    std::vector<std::int32_t> keys;
+    std::vector<std::int32_t> weights;
+    for (std::size_t i = first; i < blocks_.size(); ++i) {
+      if (!blocks_[i].stays) continue;
+      keys.push_back(blocks_[i].run.newStart);
+      weights.push_back(blocks_[i].run.length);
+    }
+    const auto stays = heaviestIncreasing(keys, weights);
+    std::size_t next = 0;
+    for (std::size_t i = first; i < blocks_.size(); ++i) {
+      if (blocks_[i].stays) blocks_[i].stays = stays[next++];
+    }
+  }
+
+  bool isReplaced(std::int32_t old, std::int32_t now) const {
+    const SuppressedMovePositions& suppressed = options_.suppressedMovePositions;
+    if (suppressed.sources.empty() && suppressed.destinations.empty()) return false;
+    return suppressed.suppresses(old_.at(old), now_.at(now));
+  }
+
+  /// The rows of a block that does not stay are moved, or replaced where moves are suppressed.
+  void countMoves(const LevelMatching::Run& run) {
+    for (std::int32_t i = 0; i < run.length; ++i) {
+      if (isReplaced(run.oldStart + i, run.newStart + i)) {
+        deleted_.push_back(run.oldStart + i);
+        replaced_.push_back(run.oldStart + i);
+      } else {
+        ++moves_of_rows_;
+      }
+    }
+  }
+
+  bool isPastBounds() const {
+    return (options_.mostMoves && moves_ > *options_.mostMoves) ||
+           (options_.mostChangedRows && changed_rows_ > *options_.mostChangedRows);
+  }
+
+  // ---- the steps ----
+
+  /// From the last to the first, so that each is still at its old place.
+  void deleteRows() {
+    std::sort(deleted_.begin(), deleted_.end());
+    std::sort(replaced_.begin(), replaced_.end());
+    for (auto row = deleted_.rbegin(); row != deleted_.rend(); ++row) {
+      const IndexPath path = old_.at(*row);
+      rows_.erase(static_cast<std::int32_t>(path.section()),
+                  static_cast<std::int32_t>(path.item()));
+      steps_.push_back({Kind::deleteRow, path, {}, path, {}});
+    }
+  }
+
+  void placeSections() {
+    std::int32_t next = 0;  // behind the section that was placed last
+    for (std::int32_t number = 0; number < matching_.sections.newCount; ++number) {
+      const PieceLists::List list = list_of_new_[at(number)];
+      if (list >= matching_.sections.oldCount) {
+        order_.insert(0, next, list);
+        steps_.push_back({Kind::insertSection, {}, sectionAt(next), {}, sectionAt(number)});
+      } else if (section_moves_[at(number)]) {
+        const std::int32_t from = order_.locate(list)->rank;
+        order_.erase(0, from);
+        if (from < next) --next;
+        order_.insert(0, next, list);
+        steps_.push_back({Kind::moveSection, sectionAt(from), sectionAt(next), sectionAt(list),
+                          sectionAt(number)});
+      } else {
+        next = order_.locate(list)->rank;
+      }
+      ++next;
+    }
+    place_of_list_.resize(at(rows_.listCount()));
+    std::int32_t place = 0;
+    order_.forEachPiece(0, [&](const PieceLists::Piece& piece) {
+      for (std::int32_t i = 0; i < piece.length; ++i) place_of_list_[at(piece.start + i)] = place++;
+      return true;
+    });
+  }
+
+  void placeRows() {
+    std::sort(blocks_.begin(), blocks_.end(),
+              [](const Block& a, const Block& b) { return a.run.newStart < b.run.newStart; });
+    auto block = blocks_.begin();
+    for (std::int32_t number = 0; number < matching_.sections.newCount; ++number) {
+      const std::int32_t end = now_.sectionStart(number + 1);
+      list_ = list_of_new_[at(number)];
+      next_ = 0;
+      std::int32_t row = now_.sectionStart(number);
+      for (; block != blocks_.end() && block->run.newStart < end; ++block) {
+        for (; row < block->run.newStart; ++row) insertRow(row);
+        if (block->stays) {
+          stay(block->run);
+        } else {
+          for (std::int32_t i = 0; i < block->run.length; ++i) {
+            moveRow(block->run.oldStart + i, row + i);
+          }
+        }
+        row += block->run.length;
+      }
+      for (; row < end; ++row) insertRow(row);
+    }
+  }
+
+  /// Goes behind a block that stays. Rows that have still to leave may lie before it.
+  void stay(const LevelMatching::Run& run) {
+    next_ = rows_.locate(run.oldStart + run.length - 1)->rank + 1;
+  }
+
+  void insertRow(std::int32_t row) {
+    rows_.insert(list_, next_, matching_.rows.oldCount + row);
+    steps_.push_back({Kind::insertRow, {}, {next_++, place_of_list_[at(list_)]}, {}, now_.at(row)});
+  }
+
+  void moveRow(std::int32_t old, std::int32_t row) {
+    if (isReplaced(old, row)) return insertRow(row);
+    const PieceLists::Place from = *rows_.locate(old);
+    rows_.erase(from.list, from.rank);
+    if (from.list == list_ && from.rank < next_) --next_;
+    rows_.insert(list_, next_, old);
+    steps_.push_back({Kind::moveRow,
+                      {from.rank, place_of_list_[at(from.list)]},
+                      {next_++, place_of_list_[at(list_)]},
+                      old_.at(old),
+                      now_.at(row)});
+  }
+
+  /// From the last to the first.
+  void deleteSections() {
+    std::vector<std::pair<std::int32_t, std::int32_t>> gone;
+    for (std::int32_t old = 0; old < matching_.sections.oldCount; ++old) {
+      if (new_of_old_[at(old)] < 0) gone.emplace_back(place_of_list_[at(old)], old);
+    }
+    std::sort(gone.rbegin(), gone.rend());
+    for (const auto& [place, old] : gone) {
+      steps_.push_back({Kind::deleteSection, sectionAt(place), {}, sectionAt(old), {}});
+    }
+  }
+
+  void update() {
+    for (const auto& mark : matching_.sections.marks) {
+      if (mark.difference != ElementDifference::needsUpdate) continue;
+      const IndexPath path = sectionAt(new_of_old_[at(mark.old)]);
+      steps_.push_back({Kind::updateSection, {}, path, sectionAt(mark.old), path});
+    }
+    auto run = matching_.rows.runs.begin();
+    for (const auto& mark : matching_.rows.marks) {
+      if (mark.difference != ElementDifference::needsUpdate) continue;
+      while (run->oldStart + run->length <= mark.old) ++run;
+      // A row that was replaced came as it is in the new snapshot.
+      if (std::binary_search(replaced_.begin(), replaced_.end(), mark.old)) continue;
+      const IndexPath path = now_.at(run->newStart + mark.old - run->oldStart);
+      steps_.push_back({Kind::updateRow, {}, path, old_.at(mark.old), path});
+    }
+  }
+
+  const SnapshotMatching& matching_;
+  const TablePlanOptions& options_;
+  Layout<IndexPath> old_;
+  Layout<IndexPath> now_;
+  PieceLists rows_;   // a list a section; a new row has its position plus the count of old ones
+  PieceLists order_;  // the one list of the sections' lists
+
+  std::vector<PieceLists::List> list_of_new_;
+  std::vector<std::int32_t> new_of_old_;
+  std::vector<bool> section_moves_;  // by new section
+  std::vector<Block> blocks_;        // by old position, then by new position
+  std::vector<std::int32_t> deleted_;
+  std::vector<std::int32_t> replaced_;
+  std::size_t moves_ = 0;
+  std::size_t moves_of_rows_ = 0;
+  std::size_t changed_rows_ = 0;
+
+  std::vector<std::int32_t> place_of_list_;
+  PieceLists::List list_ = 0;  // the section being put in order
+  std::int32_t next_ = 0;      // behind its row that was placed last
+  std::vector<TableStep> steps_;
+};
+
+bool isSame(const SnapshotMatching& matching) {
+  const auto same = [](const LevelMatching& level) {
+    if (level.repeats) return level.isSame;
+    const auto updates = [](const auto& mark) {
+      return mark.difference == ElementDifference::needsUpdate;
+    };
+    const bool matched =
+        level.oldCount == 0 || (level.runs.size() == 1 && level.runs[0].newStart == 0 &&
+                                level.runs[0].length == level.oldCount);
+    return matched && level.oldCount == level.newCount &&
+           std::none_of(level.marks.begin(), level.marks.end(), updates);
+  };
+  return matching.oldStarts == matching.newStarts && same(matching.sections) && same(matching.rows);
+}
+
+}  // namespace
+
+TablePlan planOf(const SnapshotMatching& matching, const TablePlanOptions& options) {
+  if (isSame(matching)) return {Verdict::noChange, {}};
+  if (matching.sections.repeats || matching.rows.repeats) return {Verdict::reload, {}};
+  TablePlan plan = Planner(matching, options).plan();
+  const bool is_proved =
+      plan.verdict() == Verdict::reload || replaysToNewSnapshot(matching, plan.steps());
+  return is_proved ? plan : TablePlan(Verdict::reload, {});
+}
+
+}  // namespace tessarine
