@@ -16,8 +16,6 @@
 #include <utility>
 #include <vector>
 
-#include <simdjson.h>
-
 #include "allocations.hpp"
 #include "tessarine/codable/Codable+JSON.hpp"
 #include "tessarine/system/json/JSONDecoder.hpp"
@@ -25,6 +23,7 @@
 #include "tessarine/web/URLEncodedFormEncoder.hpp"
 
 #include <benchmark/benchmark.h>
+#include <simdjson.h>
 
 #ifdef TESSARINE_BENCH_NLOHMANN
 #include <nlohmann/json.hpp>
@@ -68,11 +67,10 @@ struct Person {
   std::vector<std::string> tags;
   std::vector<double> scores;
   static constexpr auto codingFields =
-      fields(field("id", &Person::id), field("name", &Person::name),
-             field("email", &Person::email), field("balance", &Person::balance),
-             field("active", &Person::active), field("age", &Person::age),
-             field("address", &Person::address), field("tags", &Person::tags),
-             field("scores", &Person::scores));
+      fields(field("id", &Person::id), field("name", &Person::name), field("email", &Person::email),
+             field("balance", &Person::balance), field("active", &Person::active),
+             field("age", &Person::age), field("address", &Person::address),
+             field("tags", &Person::tags), field("scores", &Person::scores));
 };
 
 const std::vector<Person>& people() {
@@ -383,14 +381,14 @@ struct Twenty {
   double i = 0.5, j = 1.25, k = 1e9, l = -3;
   bool m = true, n = false, o = true, p = false;
   std::string q = "short", r = "a text of more than fifteen", s = "another one, with \"quotes\"", t;
-  static constexpr auto codingFields = fields(
-      field("a", &Twenty::a), field("b", &Twenty::b), field("c", &Twenty::c),
-      field("d", &Twenty::d), field("e", &Twenty::e), field("f", &Twenty::f),
-      field("g", &Twenty::g), field("h", &Twenty::h), field("i", &Twenty::i),
-      field("j", &Twenty::j), field("k", &Twenty::k), field("l", &Twenty::l),
-      field("m", &Twenty::m), field("n", &Twenty::n), field("o", &Twenty::o),
-      field("p", &Twenty::p), field("q", &Twenty::q), field("r", &Twenty::r),
-      field("s", &Twenty::s), field("t", &Twenty::t));
+  static constexpr auto codingFields =
+      fields(field("a", &Twenty::a), field("b", &Twenty::b), field("c", &Twenty::c),
+             field("d", &Twenty::d), field("e", &Twenty::e), field("f", &Twenty::f),
+             field("g", &Twenty::g), field("h", &Twenty::h), field("i", &Twenty::i),
+             field("j", &Twenty::j), field("k", &Twenty::k), field("l", &Twenty::l),
+             field("m", &Twenty::m), field("n", &Twenty::n), field("o", &Twenty::o),
+             field("p", &Twenty::p), field("q", &Twenty::q), field("r", &Twenty::r),
+             field("s", &Twenty::s), field("t", &Twenty::t));
 };
 
 void copyTwenty(benchmark::State& state) {

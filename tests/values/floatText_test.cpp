@@ -1,7 +1,5 @@
 #include "tessarine/values/floatText.hpp"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <bit>
 #include <charconv>
@@ -11,6 +9,8 @@
 #include <random>
 #include <string>
 #include <utility>
+
+#include <gtest/gtest.h>
 
 namespace tessarine {
 namespace {
@@ -22,16 +22,26 @@ std::string oracle(Float value, Float plainEnd) {
   const bool isPlain = magnitude == 0 || (magnitude >= Float(1e-4) && magnitude < plainEnd);
   std::array<char, 64> buffer{};
   const auto format = isPlain ? std::chars_format::fixed : std::chars_format::scientific;
-  std::string text(buffer.data(), std::to_chars(buffer.data(), buffer.data() + 64, value, format).ptr);
+  std::string text(buffer.data(),
+                   std::to_chars(buffer.data(), buffer.data() + 64, value, format).ptr);
   if (isPlain && text.find('.') == std::string::npos) text.append(".0");
   return text;
 }
 
 TEST(FloatText, HasTheFormsThatArePromised) {
   const std::pair<double, const char*> rows[] = {
-      {0.0, "0.0"},   {-0.0, "-0.0"},   {1, "1.0"},        {1.5, "1.5"},    {0.0001, "0.0001"},
-      {1e-5, "1e-05"}, {1e20, "1e+20"}, {0x1p53, "9007199254740992.0"},    {0x1p54, "1.8014398509481984e+16"},
-      {-1234.5678, "-1234.5678"},       {1e300, "1e+300"}, {std::nan(""), "nan"},
+      {0.0, "0.0"},
+      {-0.0, "-0.0"},
+      {1, "1.0"},
+      {1.5, "1.5"},
+      {0.0001, "0.0001"},
+      {1e-5, "1e-05"},
+      {1e20, "1e+20"},
+      {0x1p53, "9007199254740992.0"},
+      {0x1p54, "1.8014398509481984e+16"},
+      {-1234.5678, "-1234.5678"},
+      {1e300, "1e+300"},
+      {std::nan(""), "nan"},
       {-std::numeric_limits<double>::infinity(), "-inf"}};
   for (const auto& [value, text] : rows) EXPECT_EQ(floatText(value), text);
   EXPECT_EQ(floatText(0.1F), "0.1");
