@@ -281,13 +281,9 @@ constexpr bool isEncodable() {
 
 template <class T>
 constexpr bool isDecodable() {
-  if constexpr (DecodedByHand<T>) {
-    return true;
-  } else if constexpr (Described<T>) {
-    return std::default_initializable<T>;
-  } else if constexpr (Scalar<T>) {
-    return !std::same_as<T, std::string_view>;
-  } else if constexpr (EnumWithCases<T>) {
+  constexpr bool isOwned = Scalar<T> && !std::same_as<T, std::string_view>;
+  constexpr bool isMade = Described<T> && std::default_initializable<T>;
+  if constexpr (DecodedByHand<T> || isMade || isOwned || EnumWithCases<T>) {
     return true;
   } else if constexpr (Map<T>) {
     return isDecodable<typename T::mapped_type>();

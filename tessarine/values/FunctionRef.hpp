@@ -17,7 +17,7 @@ class FunctionRef<Result(Arguments...)> {
   template <class Function>
   requires(!std::is_same_v<std::remove_cvref_t<Function>, FunctionRef> &&
            std::is_invocable_r_v<Result, Function&, Arguments...>)
-      // NOLINTNEXTLINE(google-explicit-constructor): a lambda is passed as it is written
+      // NOLINTNEXTLINE(google-explicit-constructor, bugprone-forwarding-reference-overload)
       FunctionRef(Function&& function)
   noexcept
       : object_(const_cast<void*>(static_cast<const void*>(std::addressof(function)))),
