@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "tessarine/system/dispatch/MainQueue.hpp"
 #include "tessarine/system/dispatch/ManualClock.hpp"
 #include "tessarine/system/dispatch/PassthroughSubject.hpp"
 #include "tessarine/system/dispatch/Task.hpp"
@@ -169,6 +170,19 @@ TEST(AsyncStream, ProducersConsumersAndCancellationsMeetSafely) {
     EXPECT_EQ(ends, 1);
     EXPECT_EQ(taken, given);
   }
+}
+
+TEST(AsyncStreamDeathTest, OneCoroutineAtATimeAwaitsTheNext) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto awaitTwice = [] {
+    const auto [stream, continuation] = Numbers::makeStream();
+    auto each = stream.makeAsyncIterator();
+    const auto next = [&each]() -> Async<> { co_await each.next(); };
+    const Task<> first(next, DispatchQueue::main());
+    const Task<> second(next, DispatchQueue::main());
+    MainQueue::drain();
+  };
+  EXPECT_DEATH(awaitTwice(), "next\\(\\) of a stream is awaited by two coroutines at once");
 }
 
 TEST(PassthroughSubject, SendsToThoseWhoSubscribedUntilCancelledOrComplete) {

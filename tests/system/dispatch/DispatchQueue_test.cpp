@@ -13,6 +13,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "tessarine/system/dispatch/DispatchWorkItem.hpp"
+
 #include <gtest/gtest.h>
 
 namespace tessarine {
@@ -332,6 +334,11 @@ TEST(DispatchQueueDeathTest, MisuseNamesTheQueue) {
         bare.sync([&] { queue.reset(); });
       },
       "\"com.example.dropped\" is destroyed while a sync call uses it");
+  const Queue queue = makeQueue("com.example.empty");
+  EXPECT_DEATH(queue->async(Block()), "An empty block is submitted to a queue");
+  EXPECT_DEATH(queue->asyncAfter(1, Block()), "An empty block is submitted to a queue");
+  EXPECT_DEATH(queue->debounce(1, Block()), "limited action of queue \"com.example.empty\"");
+  EXPECT_DEATH(DispatchWorkItem{Block()}, "A work item is made of an empty block");
 }
 
 }  // namespace
