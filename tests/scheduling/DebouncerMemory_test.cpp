@@ -13,9 +13,21 @@
 
 #include <gtest/gtest.h>
 
+// The sanitizers have operators of their own; under them only closures are counted.
+#ifdef __has_feature
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define TESSARINE_TEST_OPERATORS_TAKEN 1
+#endif
+#endif
+
 namespace {
 
 std::atomic<std::int64_t> allocated{0};
+
+}  // namespace
+
+#ifndef TESSARINE_TEST_OPERATORS_TAKEN
+namespace {
 
 void* allocate(std::size_t size, std::size_t alignment) {
   const std::size_t rounded = (size + alignment - 1) / alignment * alignment;
@@ -40,6 +52,7 @@ void operator delete(void* memory) noexcept { release(memory); }
 void operator delete(void* memory, std::size_t) noexcept { release(memory); }
 void operator delete(void* memory, std::align_val_t) noexcept { release(memory); }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { release(memory); }
+#endif
 
 namespace tessarine {
 namespace {
