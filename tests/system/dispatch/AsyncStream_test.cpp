@@ -96,6 +96,13 @@ TEST(AsyncStream, TellsItsEndOnceWhicheverComesFirst) {
               stream.reset();
             }),
             Ended{Reason::finished});
+  EXPECT_EQ(endsAfter([](auto, auto continuation) {
+              continuation->finish();
+              Ends late;
+              late.watch(*continuation);
+              EXPECT_EQ(late.reasons, Ended{Reason::finished}) << "at once, as it has ended";
+            }),
+            Ended{Reason::finished});
   EXPECT_EQ(endsAfter([](auto stream, auto continuation) {
               { const auto each = stream->makeAsyncIterator(); }
               EXPECT_EQ(continuation->yield(1), YieldResult::terminated);
@@ -109,14 +116,6 @@ TEST(AsyncStream, TellsItsEndOnceWhicheverComesFirst) {
               EXPECT_EQ(continuation->yield(1), YieldResult::enqueued);
             }),
             Ended{Reason::cancelled});
-}
-
-TEST(AsyncStream, HandlerSetAfterTheEndHearsOfItAtOnce) {
-  Ends ends;
-  auto [stream, continuation] = Numbers::makeStream();
-  continuation.finish();
-  ends.watch(continuation);
-  EXPECT_EQ(ends.reasons, std::vector<Reason>{Reason::finished});
 }
 
 TEST(AsyncStream, CancelledTaskTakesWhatIsThereThenEnds) {
