@@ -362,6 +362,40 @@ TEST(Debouncer, AThousandEndWhileTheirActionsRun) {
   EXPECT_GE(begun, begunByNow);
 }
 
+// As above for tasks, which keep their debouncers.
+TEST(AsyncDebouncer, ThreadsAskResetAndLetGoAtOnce) {
+  constexpr int number = 200;
+  const auto token = std::make_shared<std::atomic<int>>(0);  // the actions that run
+  struct Inside {
+    explicit Inside(std::atomic<int>& runningActions) : running(runningActions) { ++running; }
+    Inside(const Inside&) = delete;
+    Inside& operator=(const Inside&) = delete;
+    ~Inside() { --running; }
+    std::atomic<int>& running;
+  };
+  std::vector<std::shared_ptr<Debouncer>> debouncers;
+  debouncers.reserve(number);
+  for (int i = 0; i < number; ++i)
+    debouncers.push_back(std::make_shared<Debouncer>(2e-5 * (i % 8)));
+  const auto useAll = [&token, debouncers](int seed) {
+    for (int i = 0; i < 5 * number; ++i) {
+      Debouncer& debouncer = *debouncers[static_cast<std::size_t>((7 * i + seed) % number)];
+      debouncer.debounce(std::nullopt, [token]() -> Async<> {
+        const Inside inside(*token);
+        co_await Task<>::sleep(10'000);
+      });
+      if ((i + seed) % 5 == 0) debouncer.reset();
+    }
+  };
+  std::thread first(useAll, 0);
+  std::thread second(useAll, 1);
+  debouncers.clear();
+  first.join();
+  second.join();
+  while (token.use_count() != 1) std::this_thread::yield();
+  EXPECT_EQ(*token, 0);
+}
+
 TEST(DebouncerDeath, AnActionThatThrowsEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(
