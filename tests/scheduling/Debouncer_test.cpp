@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tessarine/system/dispatch/MainQueue.hpp"
@@ -373,11 +374,13 @@ TEST(AsyncDebouncer, ThreadsAskResetAndLetGoAtOnce) {
     ~Inside() { --running; }
     std::atomic<int>& running;
   };
-  std::vector<std::shared_ptr<Debouncer>> debouncers;
-  debouncers.reserve(number);
-  for (int i = 0; i < number; ++i)
-    debouncers.push_back(std::make_shared<Debouncer>(2e-5 * (i % 8)));
-  const auto useAll = [&token, debouncers](int seed) {
+  const auto makeAll = [] {
+    std::vector<std::shared_ptr<Debouncer>> made;
+    made.reserve(number);
+    for (int i = 0; i < number; ++i) made.push_back(std::make_shared<Debouncer>(2e-5 * (i % 8)));
+    return made;
+  };
+  auto useAll = [&token, debouncers = makeAll()](int seed) {
     for (int i = 0; i < 5 * number; ++i) {
       Debouncer& debouncer = *debouncers[static_cast<std::size_t>((7 * i + seed) % number)];
       debouncer.debounce(std::nullopt, [token]() -> Async<> {
@@ -388,8 +391,7 @@ TEST(AsyncDebouncer, ThreadsAskResetAndLetGoAtOnce) {
     }
   };
   std::thread first(useAll, 0);
-  std::thread second(useAll, 1);
-  debouncers.clear();
+  std::thread second(std::move(useAll), 1);
   first.join();
   second.join();
   while (token.use_count() != 1) std::this_thread::yield();
