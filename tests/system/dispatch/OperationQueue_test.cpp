@@ -204,9 +204,12 @@ TEST(OperationQueue, ThreadsAddCancelAndWaitAtOnce) {
   std::shared_ptr<Operation> latest;
   std::vector<std::unique_ptr<Meddler>> meddlers;
   std::vector<std::thread> threads;
-  for (unsigned seed = 0; seed < 4; ++seed) {
+  constexpr unsigned meddlerCount = 4;
+  meddlers.reserve(meddlerCount);
+  threads.reserve(meddlerCount);
+  for (unsigned seed = 0; seed < meddlerCount; ++seed) {
     meddlers.push_back(
-        std::unique_ptr<Meddler>(new Meddler{queues, inside, mutex, latest, std::mt19937(seed)}));
+        std::make_unique<Meddler>(Meddler{queues, inside, mutex, latest, std::mt19937(seed)}));
     threads.emplace_back([meddler = meddlers.back().get()] { meddler->run(); });
   }
   for (std::thread& thread : threads) thread.join();
