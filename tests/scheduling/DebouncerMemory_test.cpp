@@ -76,7 +76,7 @@ TEST(DebouncerMemory, AMillionRequestsForAQueueKeepOneAlive) {
       // Later and earlier than the one before, near and far.
       debouncer.debounce(queue, 1e-6 * static_cast<double>(i % 1000 * (i % 7) + 1), [token] {});
       ASSERT_EQ(token.use_count(), 2) << i;
-      ASSERT_EQ(allocated, withOne) << i;
+      ASSERT_LE(allocated, withOne) << i;  // less once an idle worker has ended with its stores
     }
     EXPECT_EQ(debouncer.debounceCount(), count - 1);
     clock.advance(100);

@@ -117,6 +117,23 @@ RC_GTEST_PROP(Domain, AgreesWithAMapAcrossReopeningAndFolding, ()) {
   }
 }
 
+TEST(Domain, TakesAHundredThousandKeysInOneStep) {
+  const TemporaryFolder folder;
+  Dictionary values;
+  for (int i = 0; i < 100'000; ++i) values.emplace("key " + std::to_string(i), i);
+  Domain witness(folder / "domain");
+  EXPECT_EQ(witness.object("key 4711"), std::nullopt);
+  {
+    Domain domain(folder / "domain");
+    setAll(domain, values);
+  }
+  EXPECT_EQ(witness.object("key 4711"), PreferenceObject(4711));
+  Domain reopened(folder / "domain");
+  EXPECT_EQ(reopened.object("key 99999"), PreferenceObject(99'999));
+  EXPECT_EQ(reopened.object("key 100000"), std::nullopt);
+  EXPECT_TRUE(isSame(reopened.dictionary(), values));
+}
+
 // A key too large to be pointed at in the journal was never heard of by others.
 TEST(Domain, KeysMayBeLargerThanTheJournal) {
   const TemporaryFolder folder;
