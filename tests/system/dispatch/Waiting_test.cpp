@@ -27,8 +27,7 @@ long leavings() {
 
 // Each yield gives away a time slice of milliseconds there, so looking around must not go on so.
 TEST(Waiting, SeldomYieldsBesideWorkThatFillsTheCore) {
-  constexpr int looks = 20;
-  constexpr int yields = 16 * looks;  // would all leave the core
+  constexpr int looks = 50;
   const int core = sched_getcpu();
   std::atomic<bool> isBusy = false;
   std::atomic<bool> hasLooked = false;
@@ -43,7 +42,8 @@ TEST(Waiting, SeldomYieldsBesideWorkThatFillsTheCore) {
     while (!isBusy) std::this_thread::yield();
     const long before = leavings();
     for (int i = 0; i < looks; ++i) EXPECT_FALSE(lookAround([] { return false; }));
-    EXPECT_LT(leavings() - before, yields / 2);
+    // Once in each if they lie far apart; some preemptions come on top.
+    EXPECT_LT(leavings() - before, 2 * looks);
     hasLooked = true;
   });
   looking.join();
