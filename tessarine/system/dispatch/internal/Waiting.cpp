@@ -20,14 +20,15 @@ unsigned coreCount() noexcept {
 bool yieldIfShort() noexcept {
   // Nanoseconds: far above what a block or two of others takes, and far below a time slice.
   constexpr std::uint64_t longYield = 200'000;
-  // So that only a few per cent of the time go to long yields.
-  constexpr std::uint64_t untilNextTry = 100'000'000;
+  // So that a tenth of the time, no more, goes to long yields.
+  constexpr std::uint64_t pauseFactor = 10;
   static constinit std::atomic<std::uint64_t> nextTry{0};
   const std::uint64_t start = realTime();
   if (start < nextTry.load(std::memory_order_relaxed)) return false;
   std::this_thread::yield();
   const std::uint64_t end = realTime();
-  if (end - start > longYield) nextTry.store(end + untilNextTry, std::memory_order_relaxed);
+  const std::uint64_t length = end - start;
+  if (length > longYield) nextTry.store(end + pauseFactor * length, std::memory_order_relaxed);
   return true;
 }
 
