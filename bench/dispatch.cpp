@@ -2,8 +2,7 @@
 //   sync        run an increment under exclusion on a free queue, on the caller's thread
 //   throughput  10 000 increments posted by one thread and run by another, per increment
 //   round trip  post one block to an idle worker and wait until it has run; at once after the last
-//   round,
-//               so a worker that looks around before it sleeps may still be awake
+//               round, so a worker that looks around before it sleeps may still be awake
 //   woken       the same 100 us after the last round, when the worker sleeps
 //   contended   sync by two threads at once, per call of each
 // Threads are pinned where a row's name says so; "same core" has both on core 0, "two cores" on 0
@@ -11,26 +10,21 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
-#include <cstdlib>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <semaphore>
 #include <thread>
 
-#include "allocations.hpp"
 #include "pinning.hpp"
+#include "program.hpp"
+#include "queues.hpp"
 #include "tessarine/system/dispatch/DispatchQueue.hpp"
 #include "tessarine/system/dispatch/MainQueue.hpp"
 
 #include <benchmark/benchmark.h>
 
-#ifdef TESSARINE_BENCH_ASIO
-#include <asio.hpp>
-#endif
 #ifdef TESSARINE_BENCH_TBB
 #include <tbb/task_arena.h>
 #include <tbb/version.h>
@@ -52,62 +46,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int batch = 10'000;
 
-/// The plain queue that everybody writes first.
-class NaiveQueue {
- public:
-  NaiveQueue() : thread_([this] { run(); }) {}
-  ~NaiveQueue() {
-    post({});
-    thread_.join();
-  }
-  void post(std::function<void()> block) {
-    {
-      const std::lock_guard lock(mutex_);
-      blocks_.push_back(std::move(block));
-    }
-    changed_.notify_one();
-  }
-
- private:
-  void run() {
-    for (;;) {
-      std::unique_lock lock(mutex_);
-      changed_.wait(lock, [this] { return !blocks_.empty(); });
-      const std::function<void()> block = std::move(blocks_.front());
-      blocks_.pop_front();
-      lock.unlock();
-      if (!block) return;
-      block();
-    }
-  }
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::deque<std::function<void()>> blocks_;
-  std::thread thread_;
-};
-
-/// Times the loop of a throughput row and reports it a block.
-class PerBlock {
- public:
-  explicit PerBlock(benchmark::State& state)
-      : state_(state), allocationsBefore_(allocations.load()), start_(Clock::now()) {}
-  ~PerBlock() {
-    const std::chrono::duration<double, std::nano> passed = Clock::now() - start_;
-    const double blocks = static_cast<double>(state_.iterations()) * batch;
-    state_.counters["ns_per_block"] = passed.count() / blocks;
-    state_.counters["allocations_per_block"] =
-        static_cast<double>(allocations.load() - allocationsBefore_) / blocks;
-  }
-  PerBlock(const PerBlock&) = delete;
-  PerBlock& operator=(const PerBlock&) = delete;
-
- private:
-  benchmark::State& state_;
-  const std::uint64_t allocationsBefore_;
-  const Clock::time_point start_;
-};
-
 /// What all throughput rows run: `post` takes a callable.
 template <class Post>
 void measureThroughput(benchmark::State& state, Post post) {
@@ -124,7 +62,7 @@ void measureThroughput(benchmark::State& state, Post post) {
     done.acquire();
   };
   oneBatch();
-  const PerBlock perBlock(state);
+  const PerBlock perBlock(state, batch);
   for (auto _ : state) oneBatch();
 }
 
@@ -262,7 +200,7 @@ void registerOwn() {
   })->UseRealTime();
   benchmark::RegisterBenchmark("throughput/main queue, same thread", [](benchmark::State& state) {
     int value = 0;
-    const PerBlock perBlock(state);
+    const PerBlock perBlock(state, batch);
     for (auto _ : state) {
       for (int i = 0; i < batch; ++i) DispatchQueue::main()->async([&] { ++value; });
       MainQueue::drain();
@@ -329,14 +267,8 @@ void registerPlain() {
 
 #ifdef TESSARINE_BENCH_ASIO
 void registerAsio() {
-  struct Pool {
-    asio::io_context context{1};
-    asio::executor_work_guard<asio::io_context::executor_type> guard{context.get_executor()};
-    asio::strand<asio::io_context::executor_type> strand{context.get_executor()};
-    std::thread thread{[this] { context.run(); }};
-  };
-  static auto& pool = *new Pool;
-  const auto post = [](auto block) { asio::post(pool.strand, std::move(block)); };
+  static auto& asio = *new AsioThread;
+  const auto post = [](auto block) { asio::post(asio.strand, std::move(block)); };
   benchmark::RegisterBenchmark("throughput/Asio strand", [post](benchmark::State& state) {
     measureThroughput(state, post);
   })->UseRealTime();
@@ -417,22 +349,15 @@ void registerQt() { std::puts("Qt was absent at build time: its rows are skipped
 }  // namespace
 
 int main(int argc, char** argv) {
-#ifndef NDEBUG
-  std::puts("WARNING: a debug build; its figures mean nothing");
-#endif
 #ifdef TESSARINE_BENCH_QT
   const QCoreApplication application(argc, argv);
 #endif
-  registerPlain();
-  registerOwn();
-  registerAsio();
-  registerTbb();
-  registerGlib();
-  registerQt();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  std::fflush(stdout);
-  // The peers' threads run on; leaving by exit would destroy what they use.
-  std::_Exit(0);
+  return runRows(argc, argv, [] {
+    registerPlain();
+    registerOwn();
+    registerAsio();
+    registerTbb();
+    registerGlib();
+    registerQt();
+  });
 }

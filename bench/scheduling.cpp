@@ -1,36 +1,27 @@
 // Timers and debouncers beside Qt, Asio and GLib, and queues with several producers beside Asio and
 // a plain mutex with a deque. What the rows time:
 //   re-arm      put a 300 ms deadline back once more, as each key stroke in a search field does;
-//   ours
-//               with the work item that carries the action, made anew each time
+//               ours with the work item that carries the action, made anew each time
 //   pending     with 100 000 deadlines waiting, spread over 100 s: arm one more and cancel one
 //   producers   40 000 increments posted by four threads and run by a fifth, per increment
 // Nothing comes due during a re-arm or pending row.
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
-#include <cstdlib>
-#include <deque>
-#include <functional>
 #include <memory>
-#include <mutex>
 #include <random>
 #include <semaphore>
 #include <thread>
 #include <vector>
 
-#include "allocations.hpp"
+#include "program.hpp"
+#include "queues.hpp"
 #include "tessarine/scheduling/Debouncer.hpp"
 #include "tessarine/system/dispatch/DispatchQueue.hpp"
-#include "tessarine/system/dispatch/DispatchWorkItem.hpp"
 
 #include <benchmark/benchmark.h>
 
-#ifdef TESSARINE_BENCH_ASIO
-#include <asio.hpp>
-#endif
 #ifdef TESSARINE_BENCH_GLIB
 #include <glib.h>
 #endif
@@ -134,51 +125,17 @@ void measureProducers(benchmark::State& state, Post post) {
           });
       }
     });
-  const auto start = std::chrono::steady_clock::now();
-  for (auto _ : state) {
-    starts.release(producerCount);
-    done.acquire();
+  {
+    const PerBlock perBlock(state, producerCount * blocksOfOne);
+    for (auto _ : state) {
+      starts.release(producerCount);
+      done.acquire();
+    }
   }
-  const std::chrono::duration<double, std::nano> passed = std::chrono::steady_clock::now() - start;
-  state.counters["ns_per_block"] =
-      passed.count() / static_cast<double>(state.iterations()) / (producerCount * blocksOfOne);
   ends = true;
   starts.release(producerCount);
   for (auto& producer : producers) producer.join();
 }
-
-/// The plain queue that everybody writes first.
-class NaiveQueue {
- public:
-  ~NaiveQueue() {
-    post({});
-    thread_.join();
-  }
-  void post(std::function<void()> block) {
-    {
-      const std::lock_guard lock(mutex_);
-      blocks_.push_back(std::move(block));
-    }
-    changed_.notify_one();
-  }
-
- private:
-  void run() {
-    for (;;) {
-      std::unique_lock lock(mutex_);
-      changed_.wait(lock, [this] { return !blocks_.empty(); });
-      const std::function<void()> block = std::move(blocks_.front());
-      blocks_.pop_front();
-      lock.unlock();
-      if (!block) return;
-      block();
-    }
-  }
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::deque<std::function<void()>> blocks_;
-  std::thread thread_{[this] { run(); }};
-};
 
 void registerProducers() {
   benchmark::RegisterBenchmark("producers/DispatchQueue", [](benchmark::State& state) {
@@ -226,13 +183,8 @@ void registerAsio() {
         }
       });
   benchmark::RegisterBenchmark("producers/Asio strand", [](benchmark::State& state) {
-    asio::io_context context{1};
-    auto guard = asio::make_work_guard(context);
-    asio::strand<asio::io_context::executor_type> strand{context.get_executor()};
-    std::thread thread([&] { context.run(); });
-    measureProducers(state, [&](auto block) { asio::post(strand, std::move(block)); });
-    guard.reset();
-    thread.join();
+    AsioThread asio;
+    measureProducers(state, [&](auto block) { asio::post(asio.strand, std::move(block)); });
   })->UseRealTime();
 }
 #else
@@ -277,21 +229,14 @@ void registerGlib() { std::puts("GLib was absent at build time: its rows are ski
 }  // namespace
 
 int main(int argc, char** argv) {
-#ifndef NDEBUG
-  std::puts("WARNING: a debug build; its figures mean nothing");
-#endif
 #ifdef TESSARINE_BENCH_QT
   const QCoreApplication application(argc, argv);
 #endif
-  registerOwn();
-  registerProducers();
-  registerAsio();
-  registerQt();
-  registerGlib();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  std::fflush(stdout);
-  // What waits for its time is left to the system.
-  std::_Exit(0);
+  return runRows(argc, argv, [] {
+    registerOwn();
+    registerProducers();
+    registerAsio();
+    registerQt();
+    registerGlib();
+  });
 }

@@ -15,7 +15,6 @@
 #include <atomic>
 #include <coroutine>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <deque>
 #include <exception>
@@ -23,20 +22,16 @@
 #include <mutex>
 #include <optional>
 #include <semaphore>
-#include <thread>
 #include <vector>
 
-#include "allocations.hpp"
+#include "program.hpp"
+#include "queues.hpp"
 #include "tessarine/scheduling/AsyncSequence.hpp"
 #include "tessarine/system/dispatch/AsyncStream.hpp"
 #include "tessarine/system/dispatch/MainQueue.hpp"
 #include "tessarine/system/dispatch/Task.hpp"
 
 #include <benchmark/benchmark.h>
-
-#ifdef TESSARINE_BENCH_ASIO
-#include <asio.hpp>
-#endif
 
 namespace {
 
@@ -248,12 +243,7 @@ void awaitMillion(benchmark::State& state) {
 asio::awaitable<int> oddOfAsio(int i) { co_return i & 1; }
 
 void registerAsio() {
-  struct Pool {
-    asio::io_context context{1};
-    asio::executor_work_guard<asio::io_context::executor_type> guard{context.get_executor()};
-    std::thread thread{[this] { context.run(); }};
-  };
-  static auto& pool = *new Pool;
+  static auto& asio = *new AsioThread;
   benchmark::RegisterBenchmark("start/Asio co_spawn", [](benchmark::State& state) {
     std::binary_semaphore begun(0);
     const auto operation = [&begun]() -> asio::awaitable<void> {
@@ -262,7 +252,7 @@ void registerAsio() {
     };
     const Counted counted(state);
     for (auto _ : state) {
-      asio::co_spawn(pool.context, operation, asio::detached);
+      asio::co_spawn(asio.context, operation, asio::detached);
       begun.acquire();
     }
   })->UseRealTime();
@@ -272,7 +262,7 @@ void registerAsio() {
         note();
         co_return;
       };
-      asio::co_spawn(pool.context, operation, asio::detached);
+      asio::co_spawn(asio.context, operation, asio::detached);
     });
   })->UseRealTime();
   benchmark::RegisterBenchmark("start own/Asio co_spawn", [](benchmark::State& state) {
@@ -307,12 +297,7 @@ void registerAsio() {
 void registerAsio() { std::puts("Asio was absent at build time: its rows are skipped"); }
 #endif
 
-}  // namespace
-
-int main(int argc, char** argv) {
-#ifndef NDEBUG
-  std::puts("WARNING: a debug build; its figures mean nothing");
-#endif
+void registerOwn() {
   benchmark::RegisterBenchmark("start/Task", startTask)->UseRealTime();
   benchmark::RegisterBenchmark("start many/Task", startManyTasks)->UseRealTime();
   benchmark::RegisterBenchmark("start own/Task", startTaskHere);
@@ -322,11 +307,13 @@ int main(int argc, char** argv) {
   benchmark::RegisterBenchmark("yield/mutex + deque", lockedDeque);
   benchmark::RegisterBenchmark("for each/asyncForEach", forEach);
   benchmark::RegisterBenchmark("await/Async", awaitMillion);
-  registerAsio();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  std::fflush(stdout);
-  // The peers' threads run on; leaving by exit would destroy what they use.
-  std::_Exit(0);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return runRows(argc, argv, [] {
+    registerOwn();
+    registerAsio();
+  });
 }

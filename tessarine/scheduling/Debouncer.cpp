@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <exception>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -20,9 +21,12 @@ namespace {
 /// The delay of the asynchronous channel.
 std::uint64_t nanosecondsOf(double seconds) {
   const double nanoseconds = seconds * 1e9;
-  if (!(nanoseconds > -1 && nanoseconds < 0x1p64))
-    fatal("An asynchronous debounce is given a delay of " + std::to_string(seconds) +
-          " seconds; it must be above -1 and below 2^64 nanoseconds.");
+  if (!(nanoseconds > -1 && nanoseconds < 0x1p64)) {
+    std::ostringstream message;
+    message << "An asynchronous debounce is given a delay of " << seconds
+            << " seconds; it must be above -1 and below 2^64 nanoseconds.";
+    fatal(message.str());
+  }
   return nanoseconds > 0 ? static_cast<std::uint64_t>(nanoseconds) : 0;
 }
 
@@ -34,8 +38,8 @@ std::uint64_t nanosecondsOf(double seconds) {
 
 /// What a debouncer leaves to the timer and to blocks that are under way.
 ///
-/// One timer serves all requests of the instance. Its call looks at what is stored by then, as a
-/// request may have come since the timer was found due; so a request is never run early, nor lost.
+/// One timer serves all requests of the instance. A request that comes after it was found due arms
+/// it again, and is left to that call; so a request is never run early, nor lost.
 /// Closures of the host are destroyed outside of the state queue, for they may call in again.
 class Debouncer::State : public detail::Timer {
  public:
@@ -71,8 +75,7 @@ class Debouncer::State : public detail::Timer {
         formerQueue = std::move(onQueue_);
         onQueue_ = onQueue;
       }
-      deadline_ = DispatchTime::now() + delay;
-      if (schedule(deadline_)) retain();
+      if (schedule(DispatchTime::now() + delay)) retain();
     });
   }
 
@@ -166,15 +169,12 @@ class Debouncer::State : public detail::Timer {
     Share share(static_cast<State&>(timer));
     WorkItem item;
     Queue queue;
-    bool hadCall = false;
     share->stateQueue_->sync([&] {
       State& state = *share;
-      if (!state.onQueue_ || DispatchTime::now() < state.deadline_) return;
+      if (state.isPending()) return;
       item = state.workItem_;
       queue = std::move(state.onQueue_);
-      hadCall = state.cancel();
     });
-    if (hadCall) share->release();
     if (!queue) return;
     queue->async([share = std::move(share), item = std::move(item)] {
       if (!item->perform()) return;
@@ -187,8 +187,7 @@ class Debouncer::State : public detail::Timer {
 
   // In blocks of the state queue only.
   WorkItem workItem_;
-  Queue onQueue_;  // null unless `workItem_` waits for its time
-  DispatchTime deadline_;
+  Queue onQueue_;               // null unless `workItem_` waits for its time
   std::optional<Task<>> task_;  // the latest, ended or not
   std::int64_t count_ = 0;
 };

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tessarine/system/dispatch/MainQueue.hpp"
@@ -176,31 +177,41 @@ TEST(AsyncDebouncer, ChannelsReplaceTheirOwnRequestsAndShareCountAndReset) {
   EXPECT_TRUE(watched.expired());
 }
 
-TEST(AsyncDebouncer, ARunningActionIsToldThatItIsReplaced) {
+TEST(AsyncDebouncer, AnActionMayCallBackInAndIsToldThatItIsReplaced) {
   ManualClock clock;
   auto debouncer = std::make_shared<Debouncer>(0.1);
-  bool cancelled = false;
-  bool again = false;
-  debouncer->debounce(std::nullopt, [&]() -> Async<> {
-    debouncer->debounce(0.0, [&]() -> Async<> {
-      again = true;
+  const std::weak_ptr<Debouncer> watched = debouncer;
+  int runs = 0;
+  const auto first = [&]() -> Async<> {
+    debouncer->debounce(DispatchQueue::global(), [] {});
+    debouncer->cancelWork();
+    debouncer->reset();
+    EXPECT_TRUE(Task<>::isCancelledHere());
+    EXPECT_EQ(debouncer->debounceCount(), 0);
+    const auto last = [&]() -> Async<> {
+      ++runs;
+      debouncer.reset();
+      EXPECT_FALSE(watched.expired()) << "the task keeps it while the action runs";
       co_return;
-    });
-    cancelled = Task<>::isCancelledHere();
+    };
+    debouncer->debounce(std::nullopt, last);
+    ++runs;
     co_await Task<>::sleep(1);  // throws, which ends it quietly
     ADD_FAILURE();
-  });
-  clock.advance(0.1);
-  EXPECT_TRUE(cancelled);
-  EXPECT_TRUE(again);
+  };
+  debouncer->debounce(std::nullopt, first);
+  clock.advance(0.2);
+  EXPECT_EQ(runs, 2);
+  EXPECT_TRUE(watched.expired());
 }
 
 TEST(AsyncDebouncerDeath, MisuseIsNamed) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto nothing = []() -> Async<> { co_return; };
   const auto debouncer = std::make_shared<Debouncer>(0.1);
-  EXPECT_DEATH(debouncer->debounce(-1.0, nothing), "delay of -1.000000 seconds");
-  EXPECT_DEATH(debouncer->debounce(2e10, nothing), "delay of 20000000000.000000 seconds");
+  EXPECT_DEATH(debouncer->debounce(-1.0, nothing), "delay of -1 seconds");
+  EXPECT_DEATH(debouncer->debounce(-2e-9, nothing), "delay of -2e-09 seconds");
+  EXPECT_DEATH(debouncer->debounce(2e10, nothing), "delay of 2e\\+10 seconds");
   EXPECT_DEATH(debouncer->debounce(std::numeric_limits<double>::infinity(), nothing), "of inf sec");
   EXPECT_DEATH(debouncer->debounce(std::numeric_limits<double>::quiet_NaN(), nothing),
                "nan seconds");
@@ -352,6 +363,41 @@ TEST(Debouncer, AThousandEndWhileTheirActionsRun) {
   EXPECT_GE(begun, begunByNow);
 }
 
+// As above for tasks, which keep their debouncers.
+TEST(AsyncDebouncer, ThreadsAskResetAndLetGoAtOnce) {
+  constexpr int number = 200;
+  const auto token = std::make_shared<std::atomic<int>>(0);  // the actions that run
+  struct Inside {
+    explicit Inside(std::atomic<int>& runningActions) : running(runningActions) { ++running; }
+    Inside(const Inside&) = delete;
+    Inside& operator=(const Inside&) = delete;
+    ~Inside() { --running; }
+    std::atomic<int>& running;
+  };
+  const auto makeAll = [] {
+    std::vector<std::shared_ptr<Debouncer>> made;
+    made.reserve(number);
+    for (int i = 0; i < number; ++i) made.push_back(std::make_shared<Debouncer>(2e-5 * (i % 8)));
+    return made;
+  };
+  auto useAll = [&token, debouncers = makeAll()](int seed) {
+    for (int i = 0; i < 5 * number; ++i) {
+      Debouncer& debouncer = *debouncers[static_cast<std::size_t>((7 * i + seed) % number)];
+      debouncer.debounce(std::nullopt, [token]() -> Async<> {
+        const Inside inside(*token);
+        co_await Task<>::sleep(10'000);
+      });
+      if ((i + seed) % 5 == 0) debouncer.reset();
+    }
+  };
+  std::thread first(useAll, 0);
+  std::thread second(std::move(useAll), 1);
+  first.join();
+  second.join();
+  while (token.use_count() != 1) std::this_thread::yield();
+  EXPECT_EQ(*token, 0);
+}
+
 TEST(DebouncerDeath, AnActionThatThrowsEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(
@@ -364,6 +410,19 @@ TEST(DebouncerDeath, AnActionThatThrowsEndsTheProcess) {
       "block of queue \"test.actions\": no such page");
   EXPECT_DEATH(Debouncer(1).debounce(nullptr, [] {}), "null queue");
   EXPECT_DEATH(Debouncer(1).debounce(makeQueue(), Block()), "empty action");
+}
+
+// The deadline is the real clock's, which goes on.
+TEST(Debouncer, KeepsARequestThatWaitsWhenAManualClockBegins) {
+  Debouncer debouncer(0.01);
+  const auto queue = makeQueue();
+  bool ran = false;
+  std::binary_semaphore later(0);
+  debouncer.debounce(queue, [&] { ran = true; });
+  queue->asyncAfter(0.02, [&] { later.release(); });
+  const ManualClock clock;
+  later.acquire();
+  EXPECT_TRUE(ran);
 }
 
 TEST(Debouncer, FiresByTheRealClockAndNotBeforeIt) {

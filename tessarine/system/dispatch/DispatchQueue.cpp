@@ -94,6 +94,18 @@ void DispatchQueue::push(AsyncNode* node) {
   }
 }
 
+namespace {
+
+/// For a block that will not run.
+struct DropBlock {
+  void operator()(AsyncNode* node) const noexcept {
+    node->operations->destroy(node->storage);
+    detail::recycleNode(node);
+  }
+};
+
+}  // namespace
+
 struct DispatchQueue::Delayed : detail::Timer {
   std::shared_ptr<DispatchQueue> queue;
   AsyncNode* node;
@@ -108,7 +120,8 @@ struct DispatchQueue::Delayed : detail::Timer {
 };
 
 void DispatchQueue::pushAfter(DispatchTime deadline, AsyncNode* node) {
-  std::unique_ptr<AsyncNode, detail::RecycleNode> owned(node);
+  std::unique_ptr<AsyncNode, DropBlock> owned(node);
+  if (deadline == DispatchTime::distantFuture()) return;
   if (deadline <= Clock::now()) return push(owned.release());
   auto delayed = std::make_unique<Delayed>(handle(), owned.release());
   delayed.release()->schedule(deadline);
@@ -120,6 +133,7 @@ void DispatchQueue::asyncAfter(DispatchTime deadline, std::shared_ptr<DispatchWo
 }
 
 std::function<void()> DispatchQueue::debounce(double delay, Block action) {
+  if (!action) fatal("A limited action of queue \"" + label_ + "\" is made of an empty block.");
   struct Limit {
     Limit(double itsDelay, Block itsAction) : delay(itsDelay), action(std::move(itsAction)) {}
     const double delay;

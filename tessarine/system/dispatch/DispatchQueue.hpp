@@ -85,7 +85,7 @@ class TESSARINE_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispa
   /// Runs `block`, any callable without arguments, later on a worker thread (on the main queue and
   /// those that target it: the main thread), never inside this call. Does not allocate in the
   /// steady state for closures of up to 48 bytes. The closure is destroyed right after it has run.
-  /// An exception that leaves it is a programmer error and ends the process.
+  /// An exception that leaves it is a programmer error and ends the process, as is an empty block.
   template <class F>
   requires detail::BlockSource<F>
   void async(F&& block) { push(detail::makeNode(std::forward<F>(block))); }
@@ -93,8 +93,9 @@ class TESSARINE_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispa
   /// Performs `item` later; skipped if cancelled by then.
   void async(std::shared_ptr<DispatchWorkItem> item);
 
-  /// As `async` at `deadline`, or right after, never before; at once if that is past, and never at
-  /// the distant future. Until then it holds no place in the queue, but it keeps the queue alive.
+  /// As `async` at `deadline`, or right after, never before; at once if that is past. Until then it
+  /// holds no place in the queue, but it keeps the queue alive. For the distant future the block is
+  /// destroyed at once, as it would never run.
   template <class F>
   requires detail::BlockSource<F>
   void asyncAfter(DispatchTime deadline, F&& block) {

@@ -2,6 +2,7 @@
 
 #include "tessarine/system/dispatch/internal/Waiting.hpp"
 #include "tessarine/system/dispatch/internal/WorkerPool.hpp"
+#include "tessarine/values/fatal.hpp"
 
 namespace tessarine {
 namespace {
@@ -14,7 +15,9 @@ struct FinishScope {
 
 }  // namespace
 
-DispatchWorkItem::DispatchWorkItem(Block block) noexcept : block_(std::move(block)) {}
+DispatchWorkItem::DispatchWorkItem(Block block) noexcept : block_(std::move(block)) {
+  if (!block_) fatal("A work item is made of an empty block.");
+}
 
 bool DispatchWorkItem::perform() {
   const FinishScope finish{finished_};

@@ -8,6 +8,7 @@
 
 #include "tessarine/export.hpp"
 #include "tessarine/system/dispatch/Block.hpp"
+#include "tessarine/values/fatal.hpp"
 
 /// The links that queues are made of. Hosts meet them only because `sync` and `async` are inline.
 namespace tessarine::detail {
@@ -46,6 +47,7 @@ AsyncNode* makeNode(F&& f) {
   std::unique_ptr<AsyncNode, RecycleNode> node(takeNode());
   if constexpr (std::is_same_v<std::decay_t<F>, Block>) {
     Block block = std::forward<F>(f);
+    if (!block) fatal("An empty block is submitted to a queue.");
     node->operations = block.releaseTo(node->storage);
   } else {
     node->operations = storeBlock(node->storage, std::forward<F>(f));

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "tessarine/system/dispatch/MainQueue.hpp"
 #include "tessarine/system/dispatch/ManualClock.hpp"
 #include "tessarine/system/dispatch/PassthroughSubject.hpp"
 #include "tessarine/system/dispatch/Task.hpp"
@@ -95,6 +96,13 @@ TEST(AsyncStream, TellsItsEndOnceWhicheverComesFirst) {
               stream.reset();
             }),
             Ended{Reason::finished});
+  EXPECT_EQ(endsAfter([](auto, auto continuation) {
+              continuation->finish();
+              Ends late;
+              late.watch(*continuation);
+              EXPECT_EQ(late.reasons, Ended{Reason::finished}) << "at once, as it has ended";
+            }),
+            Ended{Reason::finished});
   EXPECT_EQ(endsAfter([](auto stream, auto continuation) {
               { const auto each = stream->makeAsyncIterator(); }
               EXPECT_EQ(continuation->yield(1), YieldResult::terminated);
@@ -108,14 +116,6 @@ TEST(AsyncStream, TellsItsEndOnceWhicheverComesFirst) {
               EXPECT_EQ(continuation->yield(1), YieldResult::enqueued);
             }),
             Ended{Reason::cancelled});
-}
-
-TEST(AsyncStream, HandlerSetAfterTheEndHearsOfItAtOnce) {
-  Ends ends;
-  auto [stream, continuation] = Numbers::makeStream();
-  continuation.finish();
-  ends.watch(continuation);
-  EXPECT_EQ(ends.reasons, std::vector<Reason>{Reason::finished});
 }
 
 TEST(AsyncStream, CancelledTaskTakesWhatIsThereThenEnds) {
@@ -169,6 +169,19 @@ TEST(AsyncStream, ProducersConsumersAndCancellationsMeetSafely) {
     EXPECT_EQ(ends, 1);
     EXPECT_EQ(taken, given);
   }
+}
+
+TEST(AsyncStreamDeathTest, OneCoroutineAtATimeAwaitsTheNext) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto awaitTwice = [] {
+    const auto [stream, continuation] = Numbers::makeStream();
+    auto each = stream.makeAsyncIterator();
+    const auto next = [&each]() -> Async<> { co_await each.next(); };
+    const Task<> first(next, DispatchQueue::main());
+    const Task<> second(next, DispatchQueue::main());
+    MainQueue::drain();
+  };
+  EXPECT_DEATH(awaitTwice(), "next\\(\\) of a stream is awaited by two coroutines at once");
 }
 
 TEST(PassthroughSubject, SendsToThoseWhoSubscribedUntilCancelledOrComplete) {

@@ -1,10 +1,15 @@
 #include "tessarine/system/dispatch/OperationQueue.hpp"
 
+#include <array>
 #include <atomic>
 #include <memory>
+#include <random>
 #include <semaphore>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include "tessarine/system/dispatch/Mutex.hpp"
 
 #include <gtest/gtest.h>
 
@@ -126,6 +131,96 @@ TEST(OperationQueue, ALongChainEndsWithoutDeepRecursion) {
   queue.setSuspended(false);
   last->waitUntilFinished();
   EXPECT_EQ(ran, 100'000);
+}
+
+/// What a thread of the next test does: adds operations to either queue, after some of any
+/// thread's, and meddles with those that it knows.
+struct Meddler {
+  static constexpr int rounds = 400;
+  struct Entry {
+    std::shared_ptr<Operation> operation;
+    std::shared_ptr<int> runs;
+  };
+  std::array<OperationQueue, 2>& queues;
+  int& inside;  // written by operations of the first queue only, so one at a time
+  Mutex& mutex;
+  std::shared_ptr<Operation>& latest;  // of all threads, under the mutex
+  std::mt19937 random;
+  std::vector<Entry> entries = {};
+
+  void addOne() {
+    const auto runs = std::make_shared<int>(0);
+    const bool isSerial = random() % 2 == 0;
+    const auto operation = std::make_shared<Operation>([this, runs, isSerial] {
+      ++*runs;
+      if (!isSerial) return;
+      EXPECT_EQ(++inside, 1);
+      --inside;
+    });
+    {
+      const MutexLock lock(mutex);
+      if (latest && random() % 2 == 0) operation->addDependency(latest);
+      latest = operation;
+    }
+    queues[isSerial ? 0 : 1].addOperation(operation);
+    entries.push_back({operation, runs});
+  }
+  void meddle() {
+    const Entry& entry = entries[random() % entries.size()];
+    OperationQueue& queue = queues[random() % 2];
+    switch (random() % 16) {
+      case 0:
+        return entry.operation->cancel();
+      case 1:
+        return queue.cancelAllOperations();
+      case 2:
+        return entry.operation->setQueuePriority(Priority::high);
+      case 3:
+        queue.setSuspended(true);
+        return queue.setSuspended(false);
+      case 4:
+        return queue.waitUntilAllOperationsAreFinished();
+      case 5:
+        return entry.operation->waitUntilFinished();
+      default:
+        return;
+    }
+  }
+  void run() {
+    for (int round = 0; round < rounds; ++round) {
+      addOne();
+      meddle();
+    }
+  }
+};
+
+// The thread sanitizer watches this. An operation is on a queue by the time another one can wait
+// for it to finish, so no thread waits for ever.
+TEST(OperationQueue, ThreadsAddCancelAndWaitAtOnce) {
+  std::array<OperationQueue, 2> queues;
+  queues[0].setMaxConcurrentOperationCount(1);
+  int inside = 0;
+  Mutex mutex;
+  std::shared_ptr<Operation> latest;
+  std::vector<std::unique_ptr<Meddler>> meddlers;
+  std::vector<std::thread> threads;
+  constexpr unsigned meddlerCount = 4;
+  meddlers.reserve(meddlerCount);
+  threads.reserve(meddlerCount);
+  for (unsigned seed = 0; seed < meddlerCount; ++seed) {
+    meddlers.push_back(
+        std::make_unique<Meddler>(Meddler{queues, inside, mutex, latest, std::mt19937(seed)}));
+    threads.emplace_back([meddler = meddlers.back().get()] { meddler->run(); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (OperationQueue& queue : queues) queue.waitUntilAllOperationsAreFinished();
+  for (const auto& meddler : meddlers)
+    for (const auto& [operation, runs] : meddler->entries) {
+      EXPECT_TRUE(operation->isFinished());
+      EXPECT_LE(*runs, 1);
+      EXPECT_TRUE(*runs == 1 || operation->isCancelled());
+    }
+  EXPECT_EQ(queues[0].operationCount() + queues[1].operationCount(), 0U);
 }
 
 TEST(OperationQueueDeath, RefusesWhatItCannotMean) {

@@ -253,6 +253,16 @@ TEST(AsyncAfter, ABlockThatWaitsKeepsItsQueueAndIsReleasedByIt) {
   EXPECT_TRUE(watchedToken.expired());
 }
 
+TEST(AsyncAfter, ABlockThatWillNeverRunIsNotKept) {
+  const auto queue = std::make_shared<DispatchQueue>("test.never");
+  const auto token = std::make_shared<int>(0);
+  const auto limited = queue->debounce(1e300, [token] {});
+  for (const double delay : {std::numeric_limits<double>::infinity(), 1e11})
+    queue->asyncAfter(delay, [token] { ADD_FAILURE(); });
+  for (int i = 0; i < 10; ++i) limited();
+  EXPECT_EQ(token.use_count(), 2) << "the limited action itself";
+}
+
 TEST(QueueDebounce, RunsAtMostOnceADelayAndForgetsWhatItDropped) {
   ManualClock clock;
   const auto queue = std::make_shared<DispatchQueue>("test.limited");

@@ -15,6 +15,8 @@ bool Timer::schedule(DispatchTime time) { return TimerService::shared().schedule
 
 bool Timer::cancel() { return TimerService::shared().cancel(*this); }
 
+bool Timer::isPending() const { return TimerService::shared().isPending(*this); }
+
 TimerService& TimerService::shared() {
   static auto* const service = new TimerService;
   return *service;
@@ -48,6 +50,11 @@ bool TimerService::cancel(Timer& timer) {
   if (!timer.wheel) return false;
   timer.wheel->remove(timer);
   return true;
+}
+
+bool TimerService::isPending(const Timer& timer) {
+  const MutexLock lock(mutex_);
+  return timer.wheel != nullptr;
 }
 
 void TimerService::wakeThread(bool hadThread) {

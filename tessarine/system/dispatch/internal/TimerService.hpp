@@ -34,6 +34,10 @@ class Timer : private WheelEntry {
   /// by counting calls or by a state that outlives them.
   bool cancel();
 
+  /// Whether a deadline is still to come. In the timer's function: whether it was armed again since
+  /// the deadline that the call is for.
+  bool isPending() const;
+
  private:
   friend class TimerService;
   const Function function_;
@@ -50,6 +54,7 @@ class TimerService {
 
   bool schedule(Timer& timer, DispatchTime deadline);
   bool cancel(Timer& timer);
+  bool isPending(const Timer& timer);
 
   // For `ManualClock` alone.
   void startManual(DispatchTime now);

@@ -4,6 +4,8 @@
 #include <climits>
 #include <ctime>
 
+#include "tessarine/system/dispatch/internal/ManualTime.hpp"
+
 #include <linux/futex.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -13,6 +15,21 @@ namespace tessarine::detail {
 unsigned coreCount() noexcept {
   static const unsigned count = std::max(1U, std::thread::hardware_concurrency());
   return count;
+}
+
+bool yieldIfShort() noexcept {
+  // Nanoseconds: far above what a block or two of others takes, and far below a time slice.
+  constexpr std::uint64_t longYield = 200'000;
+  // So that a tenth of the time, no more, goes to long yields.
+  constexpr std::uint64_t pauseFactor = 10;
+  static constinit std::atomic<std::uint64_t> nextTry{0};
+  const std::uint64_t start = realTime();
+  if (start < nextTry.load(std::memory_order_relaxed)) return false;
+  std::this_thread::yield();
+  const std::uint64_t end = realTime();
+  const std::uint64_t length = end - start;
+  if (length > longYield) nextTry.store(end + pauseFactor * length, std::memory_order_relaxed);
+  return true;
 }
 
 void sleepWhile(std::atomic<std::uint32_t>& word, std::uint32_t value,

@@ -36,24 +36,28 @@ bool lookBriefly(Ready ready) {
   return ready();
 }
 
+/// Yields this thread's core, unless that has lately proved long: then it answers false at once.
+/// Beside work that fills the core, who yields gets it back after the time slice of everybody else,
+/// which is milliseconds, while who sleeps is let in soon after it is woken.
+bool yieldIfShort() noexcept;
+
 /// Looks for `ready` for some microseconds, offering the core to others in between: the awaited
-/// thread may want this very core, and a yield costs a fraction of a sleep with its wake-up.
+/// thread may want this very core, and a short yield costs a fraction of a sleep with its wake-up.
 template <class Ready>
 bool lookAround(Ready ready) {
   constexpr int yields = 16;
   if (ready()) return true;
-  for (int turn = 0; turn < yields; ++turn) {
-    std::this_thread::yield();
+  for (int turn = 0; turn < yields && yieldIfShort(); ++turn)
     if (ready()) return true;
-  }
   return false;
 }
 
 /// Waits for a producer between its two steps: it has appended its node and is about to link it.
-/// That is a few instructions away unless the producer lost its core, hence the yields.
+/// That is a few instructions away unless the producer lost its core, hence the yields, then naps.
 template <class Ready>
 void awaitLink(Ready ready) {
-  while (!lookAround(ready)) std::this_thread::yield();
+  constexpr std::chrono::microseconds nap(20);
+  while (!lookAround(ready)) std::this_thread::sleep_for(nap);
 }
 
 /// Sleeps while `word` holds `value`, until woken or `limit` has passed; may wake early.

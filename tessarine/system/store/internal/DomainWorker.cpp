@@ -2,11 +2,11 @@
 // journal into the database a second after a write, and tries again what the disk refused.
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <exception>
-#include <system_error>
+#include <thread>
 
+#include "tessarine/system/dispatch/internal/QuietThread.hpp"
 #include "tessarine/system/store/internal/Domain.hpp"
 
 #include <linux/futex.h>
@@ -30,32 +30,12 @@ void sleepOn(std::atomic<std::uint32_t>& word, std::int64_t timeout) {
   ::syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, 0, &duration, nullptr, 0);
 }
 
-/// Threads that start meanwhile take no signals, as those are the host's.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    ::sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_{};
-};
-
 }  // namespace
 
 void Domain::startWorker() {
   if (worker_.joinable() || stop_ || !files_) return;
-  const SignalsBlocked blocked;
-  try {
-    worker_ = std::thread([this] { work(); });
-  } catch (const std::system_error&) {
-    // No threads left. Nothing depends on it at once, and the next write tries again.
-  }
+  // Nothing depends on it at once; when the system has no thread left, the next write tries again.
+  worker_ = makeQuietThread("tessarine-store", [this] { work(); });
 }
 
 void Domain::stopWorker() {
