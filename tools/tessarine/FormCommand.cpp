@@ -33,10 +33,10 @@ int encode(const Options& options) {
 }
 
 /// An option of the encoder that takes one of a few names.
-template <class Value, class Case>
+template <class Value>
 void addChoice(CLI::App& command, const char* name, const char* text,
                const std::shared_ptr<Options>& options, Value Form::Options::*member,
-               std::vector<std::pair<const char*, Case>> choices) {
+               std::vector<std::pair<const char*, Value>> choices) {
   std::vector<std::string> names;
   names.reserve(choices.size());
   for (const auto& choice : choices) names.emplace_back(choice.first);
@@ -62,37 +62,32 @@ void addForm(CLI::App& tool, int& exit) {
       R"(Example: echo '{"userID": 7, "isNew": true}' | tessarine form encode --keys convertToSnakeCase --bools literal)");
   command->add_flag("--alphabetize", options->form.alphabetizeKeyValuePairs,
                     "Pairs in ascending order of their text");
-  addChoice<Form::ArrayEncoding, Form::ArrayEncoding>(
-      *command, "--arrays", "Keys of list elements", options, &Form::Options::arrayEncoding,
-      {{"brackets", Form::ArrayEncoding::brackets},
-       {"noBrackets", Form::ArrayEncoding::noBrackets}});
-  addChoice<Form::BoolEncoding, Form::BoolEncoding>(
-      *command, "--bools", "1 and 0, or true and false", options, &Form::Options::boolEncoding,
-      {{"numeric", Form::BoolEncoding::numeric}, {"literal", Form::BoolEncoding::literal}});
+  addChoice(*command, "--arrays", "Keys of list elements", options, &Form::Options::arrayEncoding,
+            {{"brackets", Form::ArrayEncoding::brackets},
+             {"noBrackets", Form::ArrayEncoding::noBrackets}});
+  addChoice(*command, "--bools", "1 and 0, or true and false", options,
+            &Form::Options::boolEncoding,
+            {{"numeric", Form::BoolEncoding::numeric}, {"literal", Form::BoolEncoding::literal}});
   using Data = Form::DataEncoding;
-  addChoice<Data, Data::Case>(*command, "--data", "Bytes; JSON has none", options,
-                              &Form::Options::dataEncoding,
-                              {{"deferred", Data::deferredToData}, {"base64", Data::base64}});
+  addChoice(*command, "--data", "Bytes; JSON has none", options, &Form::Options::dataEncoding,
+            {{"deferred", Data::deferredToData}, {"base64", Data::base64}});
   using Date = Form::DateEncoding;
-  addChoice<Date, Date::Case>(*command, "--dates", "Dates; JSON has none", options,
-                              &Form::Options::dateEncoding,
-                              {{"deferred", Date::deferredToDate},
-                               {"seconds", Date::secondsSince1970},
-                               {"milliseconds", Date::millisecondsSince1970},
-                               {"iso8601", Date::iso8601}});
+  addChoice(*command, "--dates", "Dates; JSON has none", options, &Form::Options::dateEncoding,
+            {{"deferred", Date::deferredToDate},
+             {"seconds", Date::secondsSince1970},
+             {"milliseconds", Date::millisecondsSince1970},
+             {"iso8601", Date::iso8601}});
   using Key = Form::KeyEncoding;
-  addChoice<Key, Key::Case>(*command, "--keys", "What becomes of keys", options,
-                            &Form::Options::keyEncoding,
-                            {{"useDefaultKeys", Key::useDefaultKeys},
-                             {"convertToSnakeCase", Key::convertToSnakeCase},
-                             {"convertToKebabCase", Key::convertToKebabCase},
-                             {"capitalized", Key::capitalized},
-                             {"uppercased", Key::uppercased},
-                             {"lowercased", Key::lowercased}});
+  addChoice(*command, "--keys", "What becomes of keys", options, &Form::Options::keyEncoding,
+            {{"useDefaultKeys", Key::useDefaultKeys},
+             {"convertToSnakeCase", Key::convertToSnakeCase},
+             {"convertToKebabCase", Key::convertToKebabCase},
+             {"capitalized", Key::capitalized},
+             {"uppercased", Key::uppercased},
+             {"lowercased", Key::lowercased}});
   using Space = Form::SpaceEncoding;
-  addChoice<Space, Space>(
-      *command, "--spaces", "%20 or +", options, &Form::Options::spaceEncoding,
-      {{"percentEscaped", Space::percentEscaped}, {"plusReplaced", Space::plusReplaced}});
+  addChoice(*command, "--spaces", "%20 or +", options, &Form::Options::spaceEncoding,
+            {{"percentEscaped", Space::percentEscaped}, {"plusReplaced", Space::plusReplaced}});
   command->add_flag("--jsonl", options->jsonl, "Output lines are JSON texts");
   command->callback([&exit, options] { exit = encode(*options); });
 }

@@ -70,7 +70,7 @@ JsonValue JsonValue::fromText(std::string_view text) {
   constexpr std::size_t deepest = 512;
   dom::parser parser;
   dom::element root;
-  auto error = parser.allocate(text.size(), deepest);
+  auto error = parser.allocate(text.size(), deepest + 1);
   if (error == simdjson::SUCCESS) error = parser.parse(text.data(), text.size()).get(root);
   if (error != simdjson::SUCCESS) throw JsonError(simdjson::error_message(error));
   return JsonValueReader::read(root);
