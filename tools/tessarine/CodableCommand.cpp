@@ -12,9 +12,9 @@
 
 #include "Command.hpp"
 #include "Lines.hpp"
+#include "jsonOf.hpp"
 #include "tessarine/codable/CodableAnyHashable.hpp"
 #include "tessarine/system/json/JSONDecoder.hpp"
-#include "tessarine/system/json/JSONEncoder.hpp"
 #include "tessarine/system/json/JSONSerialization.hpp"
 #include "tessarine/system/time/ISO8601DateFormatter.hpp"
 
@@ -66,22 +66,16 @@ struct Classified {
   }
 };
 
-template <Encodable T>
-std::string jsonOf(const T& value, const Options& options) {
-  return JSONEncoder({.outputFormatting = {.prettyPrinted = options.pretty,
-                                           .withoutEscapingSlashes = true}})
-      .text(value);
-}
-
 int classify(const Options& options) {
   return runLines(options.jsonl, [&](const std::string& line) {
-    return jsonOf(Classified{JSONDecoder().decode<CodableAnyHashable>(line).value()}, options);
+    return jsonOf(Classified{JSONDecoder().decode<CodableAnyHashable>(line).value()},
+                  options.pretty);
   });
 }
 
 int reencode(const Options& options) {
   return runLines(options.jsonl, [&](const std::string& line) {
-    return jsonOf(JSONDecoder().decode<CodableAnyHashable>(line), options);
+    return jsonOf(JSONDecoder().decode<CodableAnyHashable>(line), options.pretty);
   });
 }
 

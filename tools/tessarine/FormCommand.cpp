@@ -7,7 +7,7 @@
 #include "Command.hpp"
 #include "JsonValue.hpp"
 #include "Lines.hpp"
-#include "tessarine/system/json/JSONEncoder.hpp"
+#include "jsonOf.hpp"
 #include "tessarine/web/URLEncodedFormEncoder.hpp"
 
 #include <CLI/CLI.hpp>
@@ -26,9 +26,7 @@ int encode(const Options& options) {
   const Form encoder(options.form);
   return runLines(options.jsonl, [&](const std::string& line) {
     std::string form = encoder.text(JsonValue::fromText(line));
-    return options.jsonl
-               ? JSONEncoder({.outputFormatting = {.withoutEscapingSlashes = true}}).text(form)
-               : form;
+    return options.jsonl ? jsonOf(form) : form;
   });
 }
 

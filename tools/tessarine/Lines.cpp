@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <utility>
 
 #include "Command.hpp"
+#include "jsonOf.hpp"
 #include "tessarine/coding/codingFields.hpp"
-#include "tessarine/system/json/JSONEncoder.hpp"
 
 namespace tessarine::tool {
 namespace {
@@ -17,9 +18,7 @@ struct Reason {
 };
 
 std::string refusal(std::string reason, bool jsonl) {
-  if (jsonl) {
-    return JSONEncoder({.outputFormatting = {.withoutEscapingSlashes = true}}).text(Reason{reason});
-  }
+  if (jsonl) return jsonOf(Reason{std::move(reason)});
   // It may quote the input, and has one line.
   std::replace_if(
       reason.begin(), reason.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
