@@ -1,6 +1,6 @@
 # The front door: `make run` and `make test` work on a fresh Debian 12 and install what they need.
 .DEFAULT_GOAL := help
-.PHONY: help run test bench lint docs install clean packages
+.PHONY: help run test bench fuzz lint docs install clean packages
 
 PRESET ?= release
 BUILD := build/$(PRESET)
@@ -10,6 +10,7 @@ help:
 	@echo "make run      build, then run the tour and say where its report lies"
 	@echo "make test     build, then run every test"
 	@echo "make bench    measure every family beside its peers (BENCH=dispatch for one)"
+	@echo "make fuzz     fuzz the coders (FUZZ=json_decoder for one, TIME=3600 seconds each, 0 without end)"
 	@echo "make lint     clang-format and clang-tidy (TIDY_BASE=REV for what changed since REV)"
 	@echo "make docs     the reference, in build/docs"
 	@echo "make install  install to PREFIX (default /usr/local)"
@@ -41,6 +42,15 @@ bench:
 	@cmake --preset release -DTESSARINE_BENCH=ON > build/configure.log 2>&1 || { cat build/configure.log; exit 1; }
 	@cmake --build build/release --parallel $(JOBS)
 	@bench/run $(BENCH)
+
+FUZZ ?= json_decoder form_decoder codable_any_hashable
+TIME ?= 60
+fuzz:
+	@packaging/install-packages build lint
+	@mkdir -p build
+	@cmake --preset fuzz > build/fuzz.log 2>&1 || { cat build/fuzz.log; exit 1; }
+	@cmake --build build/fuzz --parallel $(JOBS) --target $(FUZZ:%=fuzz_%)
+	@fuzz/run $(TIME) $(FUZZ)
 
 lint:
 	@packaging/install-packages build lint

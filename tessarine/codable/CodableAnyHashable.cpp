@@ -37,7 +37,11 @@ void encodeDate(Date date, const AnyHashable& value, SingleValueEncodingContaine
 
 AnyHashable classified(std::string text) {
   if (const auto uuid = UUID::fromString(text)) return AnyHashable(*uuid);
-  if (const auto date = ISO8601DateFormatter::shared().date(text)) return *date;
+  const auto& formatter = ISO8601DateFormatter::shared();
+  // An offset may lead out of the years that have a text; then the value could not be written.
+  if (const auto date = formatter.date(text); date && !formatter.string(*date).empty()) {
+    return *date;
+  }
   if (auto data = Data::fromBase64(text)) return PreferenceObject(std::move(*data));
   return PreferenceObject(std::move(text));
 }

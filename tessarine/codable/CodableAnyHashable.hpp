@@ -16,9 +16,10 @@ namespace tessarine {
 /// as ISO 8601 text in whole seconds; lists and dictionaries of such values. Anything else fails
 /// with "Unsupported type".
 ///
-/// Reading goes by the form alone, so the round trip is not exact: a text that is a UUID, a date or
-/// base64 comes back as that ("test" is three bytes), dates lose their fraction, whole doubles come
-/// back as integers. Integers keep all 64 bits, and -0.0 stays a double.
+/// Reading goes by the form alone, so the round trip is not exact: a text that is a UUID, a date of
+/// the years 0 to 9999 in GMT or base64 comes back as that ("test" is three bytes), dates lose
+/// their fraction, whole doubles come back as integers. Integers keep all 64 bits, and -0.0 stays a
+/// double.
 class TESSARINE_EXPORT CodableAnyHashable {
  public:
   explicit CodableAnyHashable(AnyHashable value) noexcept : value_(std::move(value)) {}

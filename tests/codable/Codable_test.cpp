@@ -66,6 +66,10 @@ TEST(CodableAnyHashable, ReadsByTheFormAlone) {
   EXPECT_EQ(read(R"("00112233-4455-6677-8899-aabbccddeeff")").cast<UUID>(),
             UUID::fromString("00112233-4455-6677-8899-AABBCCDDEEFF"));
   EXPECT_EQ(read(R"("2024-05-01T12:34:56Z")"), AnyHashable(Date::since1970(1714566896)));
+  // In years -1 and 10000 of GMT, which have no text: such a date could not be written again.
+  for (const char* outside : {"0000-01-01T00:00:00+00:01", "9999-12-31T23:59:59-00:01"}) {
+    EXPECT_EQ(read('"' + std::string(outside) + '"'), AnyHashable(outside));
+  }
   EXPECT_EQ(read(R"("test")").cast<Data>()->bytes().size(), 3U);
   EXPECT_EQ(read(R"("")"), AnyHashable(Data()));
   EXPECT_EQ(read(R"("Unsupported type")"), AnyHashable("Unsupported type"));

@@ -16,10 +16,11 @@
 #include "Command.hpp"
 #include "JsonScalar.hpp"
 #include "JsonTable.hpp"
+#include "Lines.hpp"
 #include "SnapshotPicture.hpp"
+#include "jsonOf.hpp"
 #include "tessarine/differencing.hpp"
 #include "tessarine/system/json/JSONDecoder.hpp"
-#include "tessarine/system/json/JSONEncoder.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -200,13 +201,6 @@ struct ShownBatch {
   }
 };
 
-template <Encodable T>
-std::string jsonOf(const T& value, const Options& options) {
-  return JSONEncoder({.outputFormatting = {.prettyPrinted = options.pretty,
-                                           .withoutEscapingSlashes = true}})
-      .text(value);
-}
-
 // ---- the operations; each gives the line to print ----
 
 struct Answer {
@@ -216,12 +210,12 @@ struct Answer {
 
 Answer changesOf(const Scalars& old, const Scalars& now, const Options& options) {
   const ScalarChanges found = changes(now, old);
-  return {jsonOf(options.infersMoves ? found.inferringMoves() : found, options)};
+  return {jsonOf(options.infersMoves ? found.inferringMoves() : found, options.pretty)};
 }
 
 Answer applied(const Scalars& from, const ScalarChanges& changes, const Options& options) {
   const auto result = applying(from, changes);
-  return result ? Answer{jsonOf(*result, options)} : Answer{"null", true};
+  return result ? Answer{jsonOf(*result, options.pretty)} : Answer{"null", true};
 }
 
 void save(const std::string& svg, const std::string& path) {
@@ -263,7 +257,7 @@ Answer tableOf(const TablePair& pair, const Options& options) {
     }
     save(svgOf(picture), options.svg);
   }
-  return {jsonOf(ShownDifference{found}, options)};
+  return {jsonOf(ShownDifference{found}, options.pretty)};
 }
 
 Answer planned(const TablePair& pair, const Options& options) {
@@ -281,35 +275,18 @@ Answer planned(const TablePair& pair, const Options& options) {
     }
     save(svgOf(picture), options.svg);
   }
-  return {options.tableView ? jsonOf(ShownBatch{plan}, options)
-                            : jsonOf(ShownPlan{plan, pair.now}, options)};
+  return {options.tableView ? jsonOf(ShownBatch{plan}, options.pretty)
+                            : jsonOf(ShownPlan{plan, pair.now}, options.pretty)};
 }
 
 // ---- running ----
 
-struct Reason {
-  std::string error;
-  static constexpr auto codingFields = fields(field("error", &Reason::error));
-};
-
 /// Runs `answer` for each line of standard input that holds a `Case`.
 template <class Case, class Use>
-int runLines(const Options& options, Use answer) {
-  int exit = Exit::done;
-  std::string line;
-  while (std::getline(std::cin, line)) {
-    std::string text;
-    try {
-      text = answer(JSONDecoder().decode<Case>(line)).text;
-    } catch (const std::exception& error) {
-      exit = Exit::unusable;
-      const std::string reason = error.what();
-      text = options.jsonl ? JSONEncoder().text(Reason{reason}) : "! " + reason;
-    }
-    std::cout << text << '\n';
-  }
-  std::cout.flush();
-  return exit;
+int runCases(const Options& options, Use answer) {
+  return runLines(options.jsonl, [&](const std::string& line) {
+    return answer(JSONDecoder().decode<Case>(line)).text;
+  });
 }
 
 template <class T>
@@ -333,7 +310,7 @@ int runChanges(const Options& options) {
   if (!options.second.empty()) {
     return print(changesOf(read<Scalars>(options.first), read<Scalars>(options.second), options));
   }
-  return runLines<ListPair>(
+  return runCases<ListPair>(
       options, [&](const ListPair& pair) { return changesOf(pair.old, pair.now, options); });
 }
 
@@ -342,7 +319,7 @@ int runApply(const Options& options) {
     return print(
         applied(read<Scalars>(options.first), read<ScalarChanges>(options.second), options));
   }
-  return runLines<Application>(
+  return runCases<Application>(
       options, [&](const Application& each) { return applied(each.from, each.changes, options); });
 }
 
@@ -391,14 +368,14 @@ void addDiff(CLI::App& tool, int& exit) {
       R"("new": [{"id": "A", "items": [{"id": 2}, {"id": 1}]}]}' | tessarine diff )";
   addPicture(add("table", R"(For each line {"old": S, "new": S}: the batch of a table view.)",
                  tables + "table", [](const Options& given) {
-                   return runLines<TablePair>(
+                   return runCases<TablePair>(
                        given, [&](const TablePair& pair) { return tableOf(pair, given); });
                  }));
   auto* const planCommand =
       add("plan",
           R"(For each line {"old": S, "new": S}: steps that are proved to give the new snapshot.)",
           tables + "plan", [](const Options& given) {
-            return runLines<TablePair>(given,
+            return runCases<TablePair>(given,
                                        [&](const TablePair& pair) { return planned(pair, given); });
           });
   addPicture(planCommand);

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <limits>
 #include <utility>
 
 #include "DateText.hpp"
+#include "tessarine/values/floatText.hpp"
 
 #include <simdjson.h>
 
@@ -20,21 +20,6 @@ constexpr std::array<std::string_view, 6> specialKeys{"$float", "$double", "$dat
 
 bool isSpecial(std::string_view key) {
   return std::find(specialKeys.begin(), specialKeys.end(), key) != specialKeys.end();
-}
-
-template <class Float>
-std::string shortest(Float value, Float plainEnd) {
-  if (std::isnan(value)) return "nan";
-  if (std::isinf(value)) return value < 0 ? "-inf" : "inf";
-  const Float magnitude = std::fabs(value);
-  const bool isPlain = magnitude == 0 || (magnitude >= Float(1e-4) && magnitude < plainEnd);
-  std::array<char, 64> buffer{};
-  const auto result =
-      std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
-                    isPlain ? std::chars_format::fixed : std::chars_format::scientific);
-  std::string text(buffer.data(), result.ptr);
-  if (isPlain && text.find('.') == std::string::npos) text += ".0";
-  return text;
 }
 
 // ---- writing ----
@@ -287,9 +272,6 @@ PreferenceObject read(const dom::element& element, int depth) {
 }
 
 }  // namespace
-
-std::string floatText(double value) { return shortest(value, 0x1p54); }
-std::string floatText(float value) { return shortest(value, 0x1p24F); }
 
 std::string jsonText(const PreferenceObject& object, bool pretty) {
   Writer writer(pretty);

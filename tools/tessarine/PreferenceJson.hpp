@@ -1,9 +1,9 @@
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include "JsonError.hpp"
 #include "tessarine/values/PreferenceObject.hpp"
 
 namespace tessarine::tool {
@@ -18,16 +18,7 @@ namespace tessarine::tool {
 /// `{"$double": "inf"}`; dates outside years 0 to 9999 are their seconds since the reference date.
 std::string jsonText(const PreferenceObject& object, bool pretty = false);
 
-/// A text that is not such a form; the message says what is wrong.
-struct JsonError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
 /// Reads that form. Nesting of 512 levels passes. Throws `JsonError`.
 PreferenceObject objectFromJson(std::string_view text);
-
-/// The shortest text that reads back as the same number, and looks like a float.
-std::string floatText(double value);
-std::string floatText(float value);
 
 }  // namespace tessarine::tool

@@ -11,6 +11,7 @@
 #include "DateText.hpp"
 #include "PreferenceJson.hpp"
 #include "tessarine/preferences.hpp"
+#include "tessarine/values/floatText.hpp"
 
 #include <CLI/CLI.hpp>
 #include <signal.h>

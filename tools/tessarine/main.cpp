@@ -13,7 +13,9 @@ int main(int argc, char** argv) {
   tool.footer("Example: tessarine prefs --dir /tmp/prefs set fontSize 12 --type int");
   tool.require_subcommand(1);
   addAnimate(tool, exit);
+  addCodable(tool, exit);
   addDiff(tool, exit);
+  addForm(tool, exit);
   addPrefs(tool, exit);
   addTour(tool, exit);
   try {
