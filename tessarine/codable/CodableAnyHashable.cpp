@@ -1,5 +1,6 @@
 #include "tessarine/codable/CodableAnyHashable.hpp"
 
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -46,7 +47,7 @@ AnyHashable classified(std::string text) {
   return PreferenceObject(std::move(text));
 }
 
-AnyHashable::Array values(std::vector<CodableAnyHashable> elements) {
+AnyHashable::Array values(const std::vector<CodableAnyHashable>& elements) {
   AnyHashable::Array array;
   array.reserve(elements.size());
   for (const CodableAnyHashable& element : elements) array.push_back(element.value());
@@ -63,8 +64,13 @@ AnyHashable::Dictionary values(const std::map<std::string, CodableAnyHashable>& 
 template <class... Types>
 std::optional<AnyHashable> fromOneOf(const std::any& value) {
   std::optional<AnyHashable> found;
-  const auto take = [&](const auto* typed) {
-    if (typed != nullptr) found.emplace(*typed);
+  const auto take = [&]<class T>(const T* typed) {
+    if (typed == nullptr) return;
+    if constexpr (std::same_as<T, std::int8_t>) {
+      found.emplace(static_cast<int>(*typed));  // a number, and not a character
+    } else {
+      found.emplace(*typed);
+    }
   };
   (take(std::any_cast<Types>(&value)), ...);
   return found;
@@ -110,8 +116,8 @@ CodableAnyHashable CodableAnyHashable::decode(Decoder& decoder) {
     return CodableAnyHashable(*integer);
   if (const auto number = container.tryDecode<double>()) return CodableAnyHashable(*number);
   if (const auto uuid = container.tryDecode<UUID>()) return CodableAnyHashable(AnyHashable(*uuid));
-  if (auto elements = container.tryDecode<std::vector<CodableAnyHashable>>()) {
-    return CodableAnyHashable(values(std::move(*elements)));
+  if (const auto elements = container.tryDecode<std::vector<CodableAnyHashable>>()) {
+    return CodableAnyHashable(values(*elements));
   }
   if (const auto pairs = container.tryDecode<std::map<std::string, CodableAnyHashable>>()) {
     return CodableAnyHashable(values(*pairs));
