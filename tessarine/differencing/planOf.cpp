@@ -5,7 +5,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -161,8 +160,9 @@ class Planner {
   void deleteRows() {
     std::sort(deleted_.begin(), deleted_.end());
     std::sort(replaced_.begin(), replaced_.end());
-    for (const auto row : std::views::reverse(deleted_)) {
-      const IndexPath path = old_.at(row);
+    // NOLINTNEXTLINE(modernize-loop-convert): clang 14 does not compile this library's views
+    for (auto row = deleted_.rbegin(); row != deleted_.rend(); ++row) {
+      const IndexPath path = old_.at(*row);
       rows_.erase(static_cast<std::int32_t>(path.section()),
                   static_cast<std::int32_t>(path.item()));
       steps_.push_back({Kind::deleteRow, path, {}, path, {}});
