@@ -148,7 +148,7 @@ concept RangeReplaceable = std::ranges::forward_range<const Collection> &&
 namespace differencing_detail {
 
 /// What a replay throws to itself when it cannot go on.
-enum class _ApplicationError { failed };
+enum class ApplicationError { failed };
 
 // Offsets may be any integers: a difference that was decoded is not checked.
 inline std::int64_t wrappingDifference(std::int64_t a, std::int64_t b) {
@@ -189,16 +189,16 @@ class RunCopier {
   void copyTo(std::int64_t offset) {
     const std::int64_t length = wrappingDifference(offset, consumed_);
     // What is behind the source's current place is gone.
-    if (length < 0) throw _ApplicationError::failed;
+    if (length < 0) throw ApplicationError::failed;
     const auto first = at_;
     if (std::ranges::advance(at_, static_cast<std::ptrdiff_t>(length), end_) != 0) {
-      throw _ApplicationError::failed;
+      throw ApplicationError::failed;
     }
     result.insert(result.end(), first, at_);
     consumed_ = offset;
   }
   void skip() {
-    if (at_ == end_) throw _ApplicationError::failed;
+    if (at_ == end_) throw ApplicationError::failed;
     ++at_;
     ++consumed_;
   }
@@ -236,7 +236,7 @@ std::optional<Collection> applying(
         --shift;
       }
     });
-  } catch (differencing_detail::_ApplicationError) {
+  } catch (differencing_detail::ApplicationError) {
     return std::nullopt;
   }
   copier.copyRest();

@@ -9,7 +9,7 @@ namespace tessarine {
 namespace {
 
 /// What a thread keeps for its next text; larger buffers go at once.
-constexpr std::size_t largestKeptBuffer = 4 * 1024 * 1024;
+constexpr std::size_t largestKeptBuffer = std::size_t{4} * 1024 * 1024;
 
 template <class Result, class Finish>
 Result encoded(EncodableValue value, const JSONEncoderOptions& options, Finish finish) {

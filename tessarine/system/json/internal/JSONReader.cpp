@@ -221,6 +221,8 @@ void JSONReader::validateAll(std::vector<std::uint32_t>* ends) const {
   if (end != starts_.size()) unexpected(end);
 }
 
+// One loop over a stack of its own: calls that nest would cost a frame a level.
+// NOLINTNEXTLINE(readability-function-cognitive-complexity)
 std::uint32_t JSONReader::validate(std::uint32_t position, std::size_t depthAround,
                                    std::vector<std::uint32_t>* ends) const {
   std::array<std::uint32_t, deepestJSON> open{};  // positions of the lists around

@@ -18,7 +18,7 @@ struct JSONStructure::Scanner {
 namespace {
 
 /// A scanner for texts up to this size stays with its thread; four bytes of it go with each.
-constexpr std::size_t largestKept = 2 * 1024 * 1024;
+constexpr std::size_t largestKept = std::size_t{2} * 1024 * 1024;
 constexpr std::size_t smallestMade = 4096;
 
 std::unique_ptr<JSONStructure::Scanner>& keptScanner() {
