@@ -31,6 +31,24 @@ struct Digits {
   }
 };
 
+/// What the end of a number says: nothing, or "e" and an integer that may have a sign.
+std::optional<long> exponentOf(std::string_view text) noexcept {
+  if (text.empty()) return 0;
+  if (text.front() != 'e' && text.front() != 'E') return std::nullopt;
+  text.remove_prefix(1);
+  if (text.starts_with('+')) {
+    text.remove_prefix(1);
+    if (text.starts_with('-')) return std::nullopt;
+  }
+  constexpr long furthest = 1'000'000'000;
+  long exponent = 0;
+  const char* const end = text.data() + text.size();
+  const auto [last, error] = std::from_chars(text.data(), end, exponent);
+  const bool isWhole = error == std::errc() && last == end;
+  return isWhole && exponent <= furthest && exponent >= -furthest ? std::optional(exponent)
+                                                                  : std::nullopt;
+}
+
 }  // namespace
 
 std::optional<Decimal> Decimal::fromString(std::string_view text) noexcept {
@@ -55,22 +73,10 @@ std::optional<Decimal> Decimal::fromString(std::string_view text) noexcept {
     ++at;
     if (!run(true)) return std::nullopt;
   }
-  long exponent = 0;
-  if (at < text.size() && (text[at] == 'e' || text[at] == 'E')) {
-    ++at;
-    if (at < text.size() && text[at] == '+') {
-      ++at;
-      if (at < text.size() && text[at] == '-') return std::nullopt;
-    }
-    const auto [end, error] =
-        std::from_chars(text.data() + at, text.data() + text.size(), exponent);
-    if (error != std::errc() || exponent > 1000000000 || exponent < -1000000000)
-      return std::nullopt;
-    at = static_cast<std::size_t>(end - text.data());
-  }
-  if (at != text.size()) return std::nullopt;
+  const auto written = exponentOf(text.substr(at));
+  if (!written) return std::nullopt;
   if (digits.value == 0) return Decimal();
-  exponent += digits.waitingZeros - fractionDigits;
+  const long exponent = *written + digits.waitingZeros - fractionDigits;
   if (exponent < leastExponent || exponent > greatestExponent) return std::nullopt;
   number.digits_ = digits.value;
   number.exponent_ = static_cast<std::int16_t>(exponent);

@@ -116,6 +116,7 @@ void URLEncodedFormComponent::set(URLEncodedFormComponent value, const CodingPat
     steps.push_back(node);
   }
   URLEncodedFormComponent* place = this;
+  // NOLINTNEXTLINE(modernize-loop-convert): clang 14 does not compile this library's views
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
     place = (*step)->index ? &place->child(*(*step)->index) : &place->child((*step)->key);
   }

@@ -20,14 +20,18 @@ std::vector<std::string_view> asciiClusters(std::string_view text) {
   return clusters;
 }
 
-/// Making an iterator takes much longer than a typical text.
-icu::BreakIterator* iteratorOfThread() {
-  thread_local const std::unique_ptr<icu::BreakIterator> iterator = [] {
+/// Making an iterator takes much longer than a typical text, so each thread keeps one.
+struct KeptIterator {
+  KeptIterator() {
     UErrorCode status = U_ZERO_ERROR;
-    return std::unique_ptr<icu::BreakIterator>(
-        icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-  }();
-  return iterator.get();
+    iterator.reset(icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+  }
+  std::unique_ptr<icu::BreakIterator> iterator;
+};
+
+icu::BreakIterator* iteratorOfThread() {
+  thread_local const KeptIterator kept;
+  return kept.iterator.get();
 }
 
 }  // namespace

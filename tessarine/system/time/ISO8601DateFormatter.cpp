@@ -94,7 +94,8 @@ std::optional<Date> ISO8601DateFormatter::date(std::string_view text) const noex
   const auto ahead = zoneOffset(text.substr(layout.size()));
   if (!ahead) return std::nullopt;
   const std::int64_t since1970 = internal::daysFromCivil({year, month, day}) * secondsADay +
-                                 hour * 3600 + minute * 60 + second - *ahead;
+                                 std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second -
+                                 *ahead;
   return Date(static_cast<double>(since1970 - referenceSince1970));
 }
 
