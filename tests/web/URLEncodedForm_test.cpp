@@ -129,7 +129,7 @@ TEST(URLEncodedForm, EscapesEveryByteThatIsNotAllowed) {
 
 TEST(URLEncodedForm, ConvertsWholeKeys) {
   using KeyEncoding = Form::KeyEncoding;
-  const auto converted = [](std::string_view key, KeyEncoding encoding) {
+  const auto converted = [](std::string_view key, const KeyEncoding& encoding) {
     return encoding.encode(std::string(key));
   };
   const std::pair<std::string_view, std::string_view> snake[] = {
@@ -165,7 +165,9 @@ TEST(URLEncodedForm, ConvertsWholeKeys) {
 TEST(URLEncodedForm, WritesDatesAndBytesAsAsked) {
   const std::map<std::string, Date> dates{{"d", Date::since1970(1.5)}};
   using Dates = Form::DateEncoding;
-  const auto date = [&](Dates encoding) { return Form({.dateEncoding = encoding}).text(dates); };
+  const auto date = [&](const Dates& encoding) {
+    return Form({.dateEncoding = encoding}).text(dates);
+  };
   EXPECT_EQ(date(Dates::deferredToDate), "d=-978307198.5");
   EXPECT_EQ(date(Dates::secondsSince1970), "d=1.5");
   EXPECT_EQ(date(Dates::millisecondsSince1970), "d=1500.0");

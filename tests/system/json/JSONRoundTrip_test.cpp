@@ -242,7 +242,7 @@ TEST(JSONRoundTrip, DateDataAndFloatStrategiesGoBothWays) {
   const Date date = Date::since1970(1714566896.5);
   using Dates = JSONDateForms;
   const auto through = [&](auto encoding, auto decoding) {
-    const std::string text = JSONEncoder({.dateEncodingStrategy = encoding}).text(date);
+    std::string text = JSONEncoder({.dateEncodingStrategy = encoding}).text(date);
     EXPECT_NEAR(JSONDecoder({.dateDecodingStrategy = decoding})
                     .template decode<Date>(text)
                     .timeIntervalSince1970(),
