@@ -52,6 +52,7 @@ struct StepwiseTable {
     for (const IndexPath& index : indexes) {
       if (const auto position = positionOf(index)) positions.insert(*position);
     }
+    // NOLINTNEXTLINE(modernize-loop-convert): clang 14 does not compile this library's views
     for (auto i = positions.rbegin(); i != positions.rend(); ++i) {
       items.erase(items.begin() + static_cast<std::ptrdiff_t>(*i));
     }
@@ -219,6 +220,7 @@ inline Difference stepwiseDifference(const Snapshot& now, const Snapshot& old,
   CollectionDifference<std::int64_t> sections;
   const auto numbers = [](const std::set<IndexPath>& paths) {
     std::vector<std::int64_t> made;
+    made.reserve(paths.size());
     for (const IndexPath& path : paths) made.push_back(path.item());
     return IndexSet<std::int64_t>(made);
   };
