@@ -149,6 +149,8 @@ class HashTable {
       if (shape_->owners.fetch_sub(1, std::memory_order_acq_rel) == 1) delete shape_;
     }
     Shape* operator->() const noexcept { return shape_; }
+    // The analyzer does not follow the count.
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
     bool isSole() const noexcept { return shape_->owners.load(std::memory_order_acquire) == 1; }
 
    private:

@@ -129,7 +129,7 @@ TEST(Changes, RandomPairs) {
 }
 
 TEST(Changes, ExactScripts) {
-  const auto text = [](std::string old, std::string now) {
+  const auto text = [](const std::string& old, const std::string& now) {
     return changes(now, old).description();
   };
   EXPECT_EQ(text("ab", "ba"), "remove a at 0, insert a at 1");

@@ -26,11 +26,12 @@ void expectSteps(const Snapshot& old, const Snapshot& now,
       << textOf(old) << "   to   " << textOf(now);
 }
 
-Snapshot tableOf(std::vector<std::vector<int>> sections) {
+Snapshot tableOf(const std::vector<std::vector<int>>& sections) {
   Snapshot made;
   int id = 0;
   for (const auto& rows : sections) {
     std::vector<Element> items;
+    items.reserve(rows.size());
     for (const int row : rows) items.push_back({row, 0});
     made.add({id++, 0}, items);
   }

@@ -8,6 +8,7 @@ namespace tessarine::test {
 
 /// The search as the paper has it, with the whole trace kept: what the library's has to equal.
 template <class Element, class By>
+// NOLINTNEXTLINE(readability-function-cognitive-complexity): as the paper prints it
 std::vector<std::pair<bool, std::int64_t>> paperSearch(const std::vector<Element>& old,
                                                        const std::vector<Element>& now, By by) {
   using Row = std::vector<std::int64_t>;

@@ -200,6 +200,7 @@ inline StepwiseLevel stepwiseLevel(const std::vector<Wrapped>& old, const std::v
   return level;
 }
 
+// NOLINTNEXTLINE(readability-function-cognitive-complexity): the steps in their order
 inline Difference stepwiseDifference(const Snapshot& now, const Snapshot& old,
                                      const SuppressedMovePositions* suppressed) {
   using Kind = Difference::ChangeKind;

@@ -129,6 +129,7 @@ std::optional<std::vector<Value>> filled(std::map<std::int64_t, Value> named,
 
 /// Performs a batch as a view does that takes deletions and sources in old positions, insertions
 /// and destinations in new ones; absent when it cannot.
+// NOLINTNEXTLINE(readability-function-cognitive-complexity): the steps in their order
 inline std::optional<Identifiers> performedBatch(const CollectionDifference<std::int64_t>& sections,
                                                  const CollectionDifference<IndexPath>& rows,
                                                  const Snapshot& old, const Snapshot& now) {
@@ -155,9 +156,7 @@ inline std::optional<Identifiers> performedBatch(const CollectionDifference<std:
 
   std::map<IndexPath, bool> row_taken;
   std::vector<std::map<std::int64_t, int>> placed(order->size());
-  const auto take = [&](const IndexPath& path) {
-    return std::exchange(row_taken[path], true) == false;
-  };
+  const auto take = [&](const IndexPath& path) { return !std::exchange(row_taken[path], true); };
   const auto oldRow = [&](const IndexPath& path) {
     return before.at(static_cast<std::size_t>(path.section()))
         .second.at(static_cast<std::size_t>(path.item()));
