@@ -148,10 +148,10 @@ class HashTable {
     ~Reference() {
       if (shape_->owners.fetch_sub(1, std::memory_order_acq_rel) == 1) delete shape_;
     }
+    // NOLINTBEGIN(clang-analyzer-cplusplus.NewDelete): the analyzer does not follow the count
     Shape* operator->() const noexcept { return shape_; }
-    // The analyzer does not follow the count.
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
     bool isSole() const noexcept { return shape_->owners.load(std::memory_order_acquire) == 1; }
+    // NOLINTEND(clang-analyzer-cplusplus.NewDelete)
 
    private:
     Shape* shape_;
