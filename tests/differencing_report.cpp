@@ -43,6 +43,7 @@ std::optional<Identifiers> replayed(const Difference& difference, const Snapshot
     return &table[static_cast<std::size_t>(path.section())].second;
   };
   const std::vector<IndexPath> deletions(rows.deletions.begin(), rows.deletions.end());
+  // NOLINTNEXTLINE(modernize-loop-convert): clang 14 does not compile libstdc++'s views
   for (auto path = deletions.rbegin(); path != deletions.rend(); ++path) {
     // Not always a place of the old snapshot: sources of moves become deletions as they are.
     auto* const list = rowsOf(*path);
@@ -50,6 +51,7 @@ std::optional<Identifiers> replayed(const Difference& difference, const Snapshot
     list->erase(list->begin() + path->item());
   }
   const std::vector<std::int64_t> gone(sections.deletions.begin(), sections.deletions.end());
+  // NOLINTNEXTLINE(modernize-loop-convert): as above
   for (auto section = gone.rbegin(); section != gone.rend(); ++section) {
     table.erase(table.begin() + *section);
   }

@@ -13,8 +13,9 @@ JsonScalar JsonScalar::decode(Decoder& decoder) {
   if (container.decodeNil()) return scalar;
   const auto isRead = [&]<class T>(T) {
     auto value = container.tryDecode<T>();
-    if (value) scalar.value_ = *std::move(value);
-    return value.has_value();
+    if (!value) return false;
+    scalar.value_ = *std::move(value);
+    return true;
   };
   if (isRead(bool()) || isRead(std::int64_t()) || isRead(std::uint64_t()) || isRead(double()) ||
       isRead(std::string())) {
