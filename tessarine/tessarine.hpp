@@ -4,6 +4,7 @@
 #include "tessarine/animation.hpp"
 #include "tessarine/codable.hpp"
 #include "tessarine/coding.hpp"
+#include "tessarine/dates.hpp"
 #include "tessarine/differencing.hpp"
 #include "tessarine/preferences.hpp"
 #include "tessarine/scheduling.hpp"

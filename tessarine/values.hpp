@@ -20,6 +20,7 @@
 #include "tessarine/values/NSNull.hpp"
 #include "tessarine/values/NSNumber.hpp"
 #include "tessarine/values/PreferenceObject.hpp"
+#include "tessarine/values/Range.hpp"
 #include "tessarine/values/UUID.hpp"
 #include "tessarine/values/fatal.hpp"
 #include "tessarine/values/floatText.hpp"

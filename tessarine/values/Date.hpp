@@ -16,6 +16,9 @@ class TESSARINE_EXPORT Date {
 
   /// Now, by the system's clock.
   static Date now() noexcept;
+  /// Stand for no date: before, and after, what anybody means. Beginnings of the years 1 and 4001.
+  static constexpr Date distantPast() noexcept { return Date(-63114076800.0); }
+  static constexpr Date distantFuture() noexcept { return Date(63113904000.0); }
 
   constexpr Date() noexcept = default;
   explicit constexpr Date(double secondsSinceReferenceDate) noexcept

@@ -37,6 +37,20 @@ constexpr CivilDay civilFromDays(std::int64_t days) noexcept {
           dayOfYear - (153 * monthFromMarch + 2) / 5 + 1};
 }
 
+/// 0 for Sunday to 6 for Saturday.
+constexpr int sundayBasedWeekday(std::int64_t daysSince1970) noexcept {
+  return static_cast<int>(((daysSince1970 + 4) % 7 + 7) % 7);
+}
+
+/// Quotients and remainders that round towards the past: what is left is never negative.
+constexpr std::int64_t floorDivide(std::int64_t value, std::int64_t divisor) noexcept {
+  return value / divisor - (value % divisor < 0 ? 1 : 0);
+}
+constexpr std::int64_t floorModulo(std::int64_t value, std::int64_t divisor) noexcept {
+  const std::int64_t rest = value % divisor;
+  return rest < 0 ? rest + divisor : rest;
+}
+
 constexpr bool isLeapYear(std::int64_t year) noexcept {
   return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
 }

@@ -1,0 +1,146 @@
+#include "tessarine/dates/Date+Moving.hpp"
+
+#include <string>
+
+#include "tessarine/dates/Date+Fields.hpp"
+#include "tessarine/system/time/DateComponents.hpp"
+#include "tessarine/values/fatal.hpp"
+
+namespace tessarine {
+namespace {
+
+using Component = Calendar::Component;
+
+Date certain(const std::optional<Date>& date, const char* operation) {
+  if (!date) fatal(std::string(operation).append(": the calendar does not know that date"));
+  return *date;
+}
+
+Date plus(Date date, Component component, std::int64_t value, const Calendar& calendar,
+          const char* operation) {
+  return certain(calendar.dateByAdding(component, value, date), operation);
+}
+
+/// The unit next larger than a field that `changing` checks.
+std::optional<Component> largerUnit(Component component) {
+  switch (component) {
+    case Component::month:
+      return Component::year;
+    case Component::day:
+      return Component::month;
+    case Component::hour:
+      return Component::day;
+    case Component::minute:
+      return Component::hour;
+    case Component::second:
+      return Component::minute;
+    case Component::nanosecond:
+      return Component::second;
+    default:
+      return std::nullopt;
+  }
+}
+
+/// The least date with the fields that name the unit; absent for units that fields do not name.
+std::optional<Date> rebuilt(Date date, Component unit, const Calendar& calendar) {
+  const auto of = [&](Calendar::Components fields) {
+    return calendar.dateFrom(calendar.dateComponents(fields, date));
+  };
+  switch (unit) {
+    case Component::year:
+      return of({Component::year});
+    case Component::month:
+      return of({Component::year, Component::month});
+    case Component::hour:
+      return of({Component::year, Component::month, Component::day, Component::hour});
+    case Component::minute:
+      return of({Component::year, Component::month, Component::day, Component::hour,
+                 Component::minute});
+    case Component::second:
+      return of({Component::year, Component::month, Component::day, Component::hour,
+                 Component::minute, Component::second});
+    case Component::weekOfMonth:
+    case Component::weekOfYear:
+      return of({Component::yearForWeekOfYear, Component::weekOfYear});
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace
+
+Date adding(Date date, Component component, std::int64_t value, const Calendar& usingCalendar) {
+  return plus(date, component, value, usingCalendar, "adding");
+}
+
+void add(Date& date, Component component, std::int64_t value, const Calendar& usingCalendar) {
+  date = usingCalendar.dateByAdding(component, value, date).value_or(date);
+}
+
+std::optional<Date> changing(Date date, Component component, std::int64_t value,
+                             const Calendar& usingCalendar) {
+  if (component == Component::year) return setYear(date, value, usingCalendar);
+  const auto larger = largerUnit(component);
+  if (!larger) return usingCalendar.dateBySetting(component, value, date);
+  const auto range = usingCalendar.rangeOf(component, *larger, date);
+  if (!range || !range->contains(value)) return std::nullopt;
+  const std::int64_t now = usingCalendar.component(component, date);
+  return usingCalendar.dateByAdding(component, value - now, date);
+}
+
+std::optional<Date> beginning(Date date, Component component, const Calendar& usingCalendar) {
+  if (component == Component::day) return usingCalendar.startOfDay(date);
+  return rebuilt(date, component, usingCalendar);
+}
+
+std::optional<Date> end(Date date, Component component, const Calendar& usingCalendar) {
+  const Calendar current = Calendar::current();
+  const auto step = [&](Date from, Component unit, std::int64_t count) {
+    return plus(from, unit, count, current, "end");
+  };
+  const auto lastSecond = [&](Date next) { return step(next, Component::second, -1); };
+  switch (component) {
+    case Component::day:
+      return lastSecond(usingCalendar.startOfDay(step(date, Component::day, 1)));
+    case Component::weekOfMonth:
+    case Component::weekOfYear: {
+      const Date week = certain(rebuilt(date, component, usingCalendar), "end");
+      return lastSecond(step(week, Component::day, 7));
+    }
+    case Component::year:
+    case Component::month:
+    case Component::hour:
+    case Component::minute:
+    case Component::second: {
+      const Date next = step(date, component, 1);
+      return lastSecond(certain(rebuilt(next, component, usingCalendar), "end"));
+    }
+    default:
+      return std::nullopt;
+  }
+}
+
+Date yesterday(Date date) { return getYesterday(date, calendar(date)); }
+Date getYesterday(Date date, const Calendar& calendar) {
+  const auto earlier = calendar.dateByAdding(Component::day, -1, date);
+  return earlier ? *earlier : Date::now();
+}
+
+Date tomorrow(Date date) { return getTomorrow(date, calendar(date)); }
+Date getTomorrow(Date date, const Calendar& calendar) {
+  const auto later = calendar.dateByAdding(Component::day, 1, date);
+  return later ? *later : Date::now();
+}
+
+Date stripTime(Date date) {
+  const Calendar current = Calendar::current();
+  const auto fields =
+      current.dateComponents({Component::year, Component::month, Component::day}, date);
+  return certain(current.dateFrom(fields), "stripTime");
+}
+
+Date getNextWeek(Date date) {
+  return plus(date, Component::weekOfMonth, 1, Calendar::current(), "getNextWeek");
+}
+
+}  // namespace tessarine

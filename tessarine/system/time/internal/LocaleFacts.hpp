@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <utility>
+
+namespace tessarine::internal {
+
+/// How the region of a locale counts weeks. Weekdays are 1 for Sunday to 7 for Saturday.
+struct WeekFacts {
+  std::uint8_t firstWeekday = 1;
+  std::uint8_t minimumDaysInFirstWeek = 1;
+  std::uint8_t weekend = 1U << 1U | 1U << 7U;  ///< a bit for each weekday
+};
+
+/// What is known of one locale.
+struct LocaleFacts {
+  explicit LocaleFacts(std::string name) : identifier(std::move(name)) {}
+
+  std::string identifier;
+
+  const WeekFacts& weeks() const;
+  /// Whether numbers are written with the digits 0 to 9.
+  bool hasLatinDigits() const;
+
+ private:
+  void load() const;
+
+  mutable std::once_flag loaded_;
+  mutable WeekFacts weeks_;
+  mutable bool hasLatinDigits_ = true;
+};
+
+}  // namespace tessarine::internal
