@@ -2,6 +2,7 @@
 
 /// The services that families stand on: queues, timers and tasks, display links, the preference
 /// store, JSON, texts, dates.
+#include "tessarine/system/desktop/Bundle.hpp"
 #include "tessarine/system/desktop/CAMediaTimingFunction.hpp"
 #include "tessarine/system/desktop/CVDisplayLink.hpp"
 #include "tessarine/system/dispatch/AnyCancellable.hpp"
@@ -44,6 +45,7 @@
 #include "tessarine/system/time/DateComponents.hpp"
 #include "tessarine/system/time/DateFormatter.hpp"
 #include "tessarine/system/time/DateInterval.hpp"
+#include "tessarine/system/time/DateParsing.hpp"
 #include "tessarine/system/time/ISO8601DateFormatter.hpp"
 #include "tessarine/system/time/Locale.hpp"
 #include "tessarine/system/time/TimeZone.hpp"

@@ -1,5 +1,4 @@
 #include "tessarine/dates/Date+Comparing.hpp"
-
 #include "tessarine/dates/Date+Fields.hpp"
 #include "tessarine/system/time/DateComponents.hpp"
 #include "tessarine/values/fatal.hpp"
@@ -30,9 +29,7 @@ bool getIsInTomorrow(Date date, const Calendar& calendar) {
 }
 
 bool isInWeekend(Date date) { return getIsInWeekend(date, calendar(date)); }
-bool getIsInWeekend(Date date, const Calendar& calendar) {
-  return calendar.isDateInWeekend(date);
-}
+bool getIsInWeekend(Date date, const Calendar& calendar) { return calendar.isDateInWeekend(date); }
 
 bool isWorkday(Date date) { return getIsWorkday(date, calendar(date)); }
 bool getIsWorkday(Date date, const Calendar& calendar) { return !calendar.isDateInWeekend(date); }

@@ -1,7 +1,6 @@
-#include "tessarine/dates/Date+Fields.hpp"
-
 #include <cmath>
 
+#include "tessarine/dates/Date+Fields.hpp"
 #include "tessarine/values/fatal.hpp"
 
 namespace tessarine {
@@ -83,9 +82,7 @@ void setYear(Date& date, std::int64_t year) {
 void setMonth(Date& date, std::int64_t month) {
   date = setMonth(date, month, calendar(date)).value_or(date);
 }
-void setDay(Date& date, std::int64_t day) {
-  setField(date, Component::day, Component::month, day);
-}
+void setDay(Date& date, std::int64_t day) { setField(date, Component::day, Component::month, day); }
 void setHour(Date& date, std::int64_t hour) {
   setField(date, Component::hour, Component::day, hour);
 }

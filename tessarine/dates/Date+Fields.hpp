@@ -15,9 +15,7 @@ namespace tessarine {
 
 /// A new calendar with the identifier of `Calendar::current` and its defaults: not the host's first
 /// weekday or locale.
-inline Calendar calendar(Date /*date*/) noexcept {
-  return Calendar(Calendar::currentIdentifier());
-}
+inline Calendar calendar(Date /*date*/) noexcept { return Calendar(Calendar::currentIdentifier()); }
 
 TESSARINE_EXPORT std::int64_t era(Date date);
 TESSARINE_EXPORT std::int64_t getEra(Date date, const Calendar& calendar);

@@ -1,8 +1,7 @@
-#include "tessarine/dates/Date+Moving.hpp"
-
 #include <string>
 
 #include "tessarine/dates/Date+Fields.hpp"
+#include "tessarine/dates/Date+Moving.hpp"
 #include "tessarine/system/time/DateComponents.hpp"
 #include "tessarine/values/fatal.hpp"
 
@@ -54,8 +53,8 @@ std::optional<Date> rebuilt(Date date, Component unit, const Calendar& calendar)
     case Component::hour:
       return of({Component::year, Component::month, Component::day, Component::hour});
     case Component::minute:
-      return of({Component::year, Component::month, Component::day, Component::hour,
-                 Component::minute});
+      return of(
+          {Component::year, Component::month, Component::day, Component::hour, Component::minute});
     case Component::second:
       return of({Component::year, Component::month, Component::day, Component::hour,
                  Component::minute, Component::second});

@@ -1,8 +1,7 @@
-#include "tessarine/dates/Date+Rounding.hpp"
-
 #include <cmath>
 
 #include "tessarine/dates/Date+Fields.hpp"
+#include "tessarine/dates/Date+Rounding.hpp"
 #include "tessarine/system/time/DateComponents.hpp"
 #include "tessarine/values/fatal.hpp"
 
@@ -29,9 +28,9 @@ Date certain(const std::optional<Date>& date) {
 }
 
 Date nearestMinutes(Date date, const Calendar& calendar, std::int64_t step, std::int64_t keeps) {
-  auto fields = calendar.dateComponents({Component::year, Component::month, Component::day,
-                                         Component::hour, Component::minute},
-                                        date);
+  auto fields = calendar.dateComponents(
+      {Component::year, Component::month, Component::day, Component::hour, Component::minute},
+      date);
   const std::int64_t past = *fields.minute % step;
   *fields.minute += past > keeps ? step - past : -past;
   return certain(calendar.dateFrom(fields));

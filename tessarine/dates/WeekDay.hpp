@@ -29,8 +29,8 @@ struct EnumCases<WeekDay> {
 
 /// The day of the week in the Gregorian calendar, in the current zone. Any thread.
 TESSARINE_EXPORT WeekDay getWeekDay(Date date);
-/// The next such day by the Gregorian calendar, at the date's time of day; the date itself when it is
-/// one. Programmer error for a date that calendars do not know.
+/// The next such day by the Gregorian calendar, at the date's time of day; the date itself when it
+/// is one. Programmer error for a date that calendars do not know.
 TESSARINE_EXPORT Date getUpcoming(Date date, WeekDay weekday);
 
 }  // namespace tessarine

@@ -1,18 +1,18 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <random>
 #include <string>
 
-#include "tests/system/time/HostZone.hpp"
 #include "tessarine/dates/Date+Comparing.hpp"
 #include "tessarine/dates/Date+Fields.hpp"
 #include "tessarine/dates/Date+Moving.hpp"
 #include "tessarine/dates/Date+Rounding.hpp"
 #include "tessarine/dates/WeekDay.hpp"
 #include "tessarine/system/time/DateComponents.hpp"
+#include "tests/system/time/HostZone.hpp"
+
+#include <gtest/gtest.h>
 
 namespace tessarine {
 namespace {
@@ -121,15 +121,15 @@ TEST_F(DateTest, BeginningAndEnd) {
     Component unit;
     Date beginning, end;
   };
-  for (const Row& row : {Row{Component::year, at(2024, 1, 1), at(2024, 12, 31, 23, 59, 59)},
-                         Row{Component::month, at(2024, 2, 1), at(2024, 2, 29, 23, 59, 59)},
-                         Row{Component::weekOfYear, at(2024, 2, 11), at(2024, 2, 17, 23, 59, 59)},
-                         Row{Component::weekOfMonth, at(2024, 2, 11), at(2024, 2, 17, 23, 59, 59)},
-                         Row{Component::day, at(2024, 2, 15), at(2024, 2, 15, 23, 59, 59)},
-                         Row{Component::hour, at(2024, 2, 15, 10), at(2024, 2, 15, 10, 59, 59)},
-                         Row{Component::minute, at(2024, 2, 15, 10, 20),
-                             at(2024, 2, 15, 10, 20, 59)},
-                         Row{Component::second, date, date}}) {
+  for (const Row& row :
+       {Row{Component::year, at(2024, 1, 1), at(2024, 12, 31, 23, 59, 59)},
+        Row{Component::month, at(2024, 2, 1), at(2024, 2, 29, 23, 59, 59)},
+        Row{Component::weekOfYear, at(2024, 2, 11), at(2024, 2, 17, 23, 59, 59)},
+        Row{Component::weekOfMonth, at(2024, 2, 11), at(2024, 2, 17, 23, 59, 59)},
+        Row{Component::day, at(2024, 2, 15), at(2024, 2, 15, 23, 59, 59)},
+        Row{Component::hour, at(2024, 2, 15, 10), at(2024, 2, 15, 10, 59, 59)},
+        Row{Component::minute, at(2024, 2, 15, 10, 20), at(2024, 2, 15, 10, 20, 59)},
+        Row{Component::second, date, date}}) {
     SCOPED_TRACE(static_cast<int>(row.unit));
     EXPECT_EQ(beginning(date, row.unit, calendar), row.beginning);
     EXPECT_EQ(end(date, row.unit, calendar), row.end);
@@ -171,8 +171,8 @@ TEST_F(DateTest, RoundingOnTheTimeLine) {
   EXPECT_EQ(roundedSeconds(Date(-12), 5, Rounding::floor), Date(-15));
   EXPECT_EQ(roundedMinutes(Date(899), 15, Rounding::floor), Date(0));
   EXPECT_EQ(roundedMinutes(Date(899), 15, Rounding::ceil), Date(900));
-  EXPECT_TRUE(std::isnan(
-      roundedSeconds(Date(1), 0, Rounding::round).timeIntervalSinceReferenceDate()));
+  EXPECT_TRUE(
+      std::isnan(roundedSeconds(Date(1), 0, Rounding::round).timeIntervalSinceReferenceDate()));
 }
 
 TEST_F(DateTest, DaysAround) {

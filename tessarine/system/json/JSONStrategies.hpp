@@ -2,9 +2,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
-#include <variant>
 
 #include "tessarine/coding/CodingKey.hpp"
 #include "tessarine/coding/Decoder.hpp"
@@ -37,22 +37,26 @@ class JSONDateStrategy : public JSONDateForms {
   // NOLINTNEXTLINE(google-explicit-constructor): a case without a payload is the strategy
   JSONDateStrategy(Case plain) : case_(plain) {}
   static JSONDateStrategy withFormatter(DateFormatter formatter) {
-    return {Case::formatted, std::move(formatter)};
+    JSONDateStrategy strategy(Case::formatted);
+    strategy.formatter_ = std::make_shared<const DateFormatter>(std::move(formatter));
+    return strategy;
   }
   static JSONDateStrategy withCallback(Custom callback) {
-    return {Case::custom, std::move(callback)};
+    JSONDateStrategy strategy(Case::custom);
+    strategy.callback_ = std::move(callback);
+    return strategy;
   }
 
   Case kind() const noexcept { return case_; }
-  const DateFormatter& formatter() const { return std::get<DateFormatter>(payload_); }
-  const Custom& callback() const { return std::get<Custom>(payload_); }
+  /// Of `formatted`.
+  const DateFormatter& formatter() const noexcept { return *formatter_; }
+  /// Of `custom`.
+  const Custom& callback() const noexcept { return callback_; }
 
  private:
-  template <class Payload>
-  JSONDateStrategy(Case kind, Payload payload) : case_(kind), payload_(std::move(payload)) {}
-
   Case case_ = Case::deferredToDate;
-  std::variant<std::monostate, DateFormatter, Custom> payload_;
+  std::shared_ptr<const DateFormatter> formatter_;
+  Custom callback_;
 };
 
 struct JSONDataForms {

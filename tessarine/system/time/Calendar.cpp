@@ -131,16 +131,15 @@ class DayResolution {
   }
 
   std::optional<std::int64_t> weekOfYear() const {
-    const std::int64_t year =
-        components_.yearForWeekOfYear.value_or(components_.year.value_or(1));
+    const std::int64_t year = components_.yearForWeekOfYear.value_or(components_.year.value_or(1));
     if (year < -greatestYear || year > greatestYear) return std::nullopt;
     return plusWeeks(rule_.firstWeek(days_.firstDayOfYear(year)) + dayInWeek(),
                      components_.weekOfYear.value_or(1) - 1);
   }
 
   std::int64_t dayInWeek() const {
-    return internal::floorModulo(components_.weekday.value_or(rule_.firstWeekday) -
-                                     rule_.firstWeekday, 7);
+    return internal::floorModulo(
+        components_.weekday.value_or(rule_.firstWeekday) - rule_.firstWeekday, 7);
   }
 
   static std::optional<std::int64_t> plusWeeks(std::int64_t day, std::int64_t weeks) {

@@ -17,13 +17,13 @@ namespace tessarine {
 
 struct DateComponents;
 
-/// Days, months and years as people of one culture count them, in one zone. A small value to pass by
-/// copy; reading is safe from any thread.
+/// Days, months and years as people of one culture count them, in one zone. A small value to pass
+/// by copy; reading is safe from any thread.
 ///
 /// Dates reach two million years either way; what lies behind counts as the last of them when its
 /// fields are read, and is absent as a result. The Gregorian calendar is Julian before 15 October
-/// 1582, and its years before 1 are those of era 0, counted backwards. A time that clocks skip moves
-/// forward by what they skip; of one that they show twice the first is meant.
+/// 1582, and its years before 1 are those of era 0, counted backwards. A time that clocks skip
+/// moves forward by what they skip; of one that they show twice the first is meant.
 ///
 /// Gregorian and ISO 8601 fields take some ten nanoseconds, those of the other calendars a
 /// microsecond.
@@ -71,8 +71,7 @@ class TESSARINE_EXPORT Calendar {
   /// With the defaults of its identifier: weeks begin on Sunday and the first has one day, in ISO
   /// 8601 on Monday with four; weekends are Saturday and Sunday; the root locale; the current zone.
   explicit Calendar(Identifier identifier) noexcept : Calendar(identifier, TimeZone::current()) {}
-  Calendar(Identifier identifier, TimeZone zone) noexcept
-      : zone_(zone), identifier_(identifier) {
+  Calendar(Identifier identifier, TimeZone zone) noexcept : zone_(zone), identifier_(identifier) {
     if (identifier == Identifier::iso8601) {
       firstWeekday_ = 2;
       minimumDaysInFirstWeek_ = 4;
@@ -83,8 +82,8 @@ class TESSARINE_EXPORT Calendar {
   /// in the current zone.
   static Calendar current();
   static Identifier currentIdentifier() noexcept;
-  /// What counts of it is its identifier, first weekday and first week; the locale and the zone stay
-  /// the host's.
+  /// What counts of it is its identifier, first weekday and first week; the locale and the zone
+  /// stay the host's.
   static void setCurrent(const Calendar& calendar) noexcept;
 
   Identifier identifier() const noexcept { return identifier_; }
@@ -103,23 +102,24 @@ class TESSARINE_EXPORT Calendar {
   std::int64_t component(Component component, Date date) const;
   /// Those fields, the others absent.
   DateComponents dateComponents(Components components, Date date) const;
-  /// How far it is from one date to the other in those units, the greatest first: as many of each as
-  /// do not lead past the second date. All negative or 0 when that lies before the first.
+  /// How far it is from one date to the other in those units, the greatest first: as many of each
+  /// as do not lead past the second date. All negative or 0 when that lies before the first.
   DateComponents dateComponents(Components components, Date from, Date to) const;
 
   /// The date with these fields, and the least value for those that are absent (year 1, 1 January).
   /// Values outside a field's range carry over, as the 32nd of a month is the 1st of the next.
-  /// Takes a week and a year of weeks when they are given without a day, else the day, else a weekday
-  /// with its ordinal or the week of the month. Their zone goes before the calendar's.
+  /// Takes a week and a year of weeks when they are given without a day, else the day, else a
+  /// weekday with its ordinal or the week of the month. Their zone goes before the calendar's.
   std::optional<Date> dateFrom(const DateComponents& components) const;
 
-  /// The date that many units later, or earlier when negative. Days and longer units keep the time of
-  /// day, months and years the day as far as the month has it. Eras end at the last.
+  /// The date that many units later, or earlier when negative. Days and longer units keep the time
+  /// of day, months and years the day as far as the month has it. Eras end at the last.
   std::optional<Date> dateByAdding(Component component, std::int64_t value, Date date) const;
   /// All of them, the greatest first.
   std::optional<Date> dateByAdding(const DateComponents& components, Date date) const;
   /// The date itself when the field has that value; else the next date at which it has, with all
-  /// smaller fields as they are. Nanoseconds are set within their second. Absent when there is none.
+  /// smaller fields as they are. Nanoseconds are set within their second. Absent when there is
+  /// none.
   std::optional<Date> dateBySetting(Component component, std::int64_t value, Date date) const;
   /// That time on the date's day; where clocks skip it, the first instant after. Absent for a time
   /// that no clock shows.

@@ -22,11 +22,11 @@ using Component = Calendar::Component;
 
 /// From the greatest to the least, as dates are made up of them.
 constexpr std::array unitsInOrder = {
-    Component::era,        Component::year,           Component::yearForWeekOfYear,
-    Component::quarter,    Component::month,          Component::weekOfYear,
+    Component::era,         Component::year,           Component::yearForWeekOfYear,
+    Component::quarter,     Component::month,          Component::weekOfYear,
     Component::weekOfMonth, Component::weekdayOrdinal, Component::day,
-    Component::weekday,    Component::hour,           Component::minute,
-    Component::second,     Component::nanosecond};
+    Component::weekday,     Component::hour,           Component::minute,
+    Component::second,      Component::nanosecond};
 
 bool isKnown(Date date) {
   return std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval;
@@ -75,8 +75,8 @@ std::optional<Date> addingSeconds(Date date, std::int64_t count, std::int64_t un
 std::optional<Date> addingNanoseconds(Date date, std::int64_t count) {
   const std::int64_t seconds = internal::floorDivide(count, internal::nanosecondsASecond);
   Instant instant(date);
-  const std::int64_t nanoseconds = internal::nanosecondOf(instant) + count -
-                                   seconds * internal::nanosecondsASecond;
+  const std::int64_t nanoseconds =
+      internal::nanosecondOf(instant) + count - seconds * internal::nanosecondsASecond;
   instant.second += seconds + nanoseconds / internal::nanosecondsASecond;
   instant.fraction = static_cast<double>(nanoseconds % internal::nanosecondsASecond) * 1e-9;
   if (!Instant::isKnown(instant.second)) return std::nullopt;
@@ -158,8 +158,8 @@ class UnitCount {
     for (int step = 0; step < 8; ++step) {
       const auto reached = calendar_.dateByAdding(unit_, count, from_);
       if (!reached) break;
-      const double left = to_.timeIntervalSinceReferenceDate() -
-                          reached->timeIntervalSinceReferenceDate();
+      const double left =
+          to_.timeIntervalSinceReferenceDate() - reached->timeIntervalSinceReferenceDate();
       const double units = std::trunc(left / typical);
       if (units == 0 || std::fabs(units) > 9e18) break;
       count += static_cast<std::int64_t>(units);
@@ -195,7 +195,8 @@ class UnitCount {
   int sign_;
 };
 
-/// The unit by whose steps a field comes to every value, and after how many it has been through all.
+/// The unit by whose steps a field comes to every value, and after how many it has been through
+/// all.
 struct Search {
   Component unit;
   int steps;
@@ -293,8 +294,7 @@ std::optional<Date> Calendar::dateBySetting(Component component, std::int64_t va
   return std::nullopt;
 }
 
-std::optional<Date> Calendar::dateBySettingHour(int hour, int minute, int second,
-                                                Date date) const {
+std::optional<Date> Calendar::dateBySettingHour(int hour, int minute, int second, Date date) const {
   if (hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59 ||
       !isKnown(date)) {
     return std::nullopt;

@@ -13,8 +13,8 @@ class DateInterval {
       : start_(start), duration_(duration > 0 ? duration : 0) {}
   /// An end before the start counts as the start.
   constexpr DateInterval(Date start, Date end) noexcept
-      : DateInterval(start, end.timeIntervalSinceReferenceDate() -
-                                start.timeIntervalSinceReferenceDate()) {}
+      : DateInterval(
+            start, end.timeIntervalSinceReferenceDate() - start.timeIntervalSinceReferenceDate()) {}
 
   constexpr Date start() const noexcept { return start_; }
   constexpr double duration() const noexcept { return duration_; }

@@ -7,10 +7,10 @@
 #include <memory>
 #include <mutex>
 
+#include "tessarine/system/time/internal/LocaleFacts.hpp"
+
 #include <unicode/calendar.h>
 #include <unicode/numsys.h>
-
-#include "tessarine/system/time/internal/LocaleFacts.hpp"
 
 namespace tessarine {
 namespace {

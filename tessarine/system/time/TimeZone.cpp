@@ -8,11 +8,11 @@
 #include <memory>
 #include <system_error>
 
-#include <unicode/locid.h>
-#include <unicode/timezone.h>
-
 #include "tessarine/system/time/internal/Instant.hpp"
 #include "tessarine/system/time/internal/ZoneRegistry.hpp"
+
+#include <unicode/locid.h>
+#include <unicode/timezone.h>
 
 namespace tessarine {
 namespace {
@@ -25,14 +25,14 @@ struct Abbreviated {
 
 /// Those that are in use for one zone's rules only.
 constexpr std::array abbreviations = {
-    Abbreviated{"AKDT", "America/Anchorage"}, Abbreviated{"AKST", "America/Anchorage"},
-    Abbreviated{"CEST", "Europe/Paris"},      Abbreviated{"CET", "Europe/Paris"},
-    Abbreviated{"EDT", "America/New_York"},   Abbreviated{"EEST", "Europe/Athens"},
-    Abbreviated{"EET", "Europe/Athens"},      Abbreviated{"EST", "America/New_York"},
-    Abbreviated{"HST", "Pacific/Honolulu"},   Abbreviated{"JST", "Asia/Tokyo"},
-    Abbreviated{"MDT", "America/Denver"},     Abbreviated{"MSK", "Europe/Moscow"},
-    Abbreviated{"MST", "America/Denver"},     Abbreviated{"NZDT", "Pacific/Auckland"},
-    Abbreviated{"NZST", "Pacific/Auckland"},  Abbreviated{"PDT", "America/Los_Angeles"},
+    Abbreviated{"AKDT", "America/Anchorage"},  Abbreviated{"AKST", "America/Anchorage"},
+    Abbreviated{"CEST", "Europe/Paris"},       Abbreviated{"CET", "Europe/Paris"},
+    Abbreviated{"EDT", "America/New_York"},    Abbreviated{"EEST", "Europe/Athens"},
+    Abbreviated{"EET", "Europe/Athens"},       Abbreviated{"EST", "America/New_York"},
+    Abbreviated{"HST", "Pacific/Honolulu"},    Abbreviated{"JST", "Asia/Tokyo"},
+    Abbreviated{"MDT", "America/Denver"},      Abbreviated{"MSK", "Europe/Moscow"},
+    Abbreviated{"MST", "America/Denver"},      Abbreviated{"NZDT", "Pacific/Auckland"},
+    Abbreviated{"NZST", "Pacific/Auckland"},   Abbreviated{"PDT", "America/Los_Angeles"},
     Abbreviated{"PST", "America/Los_Angeles"}, Abbreviated{"WEST", "Europe/Lisbon"},
     Abbreviated{"WET", "Europe/Lisbon"},
 };

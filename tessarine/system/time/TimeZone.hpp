@@ -16,8 +16,8 @@ namespace internal {
 class ZoneRules;
 }
 
-/// A zone of the system's time-zone data, or a fixed offset from GMT. A small value to pass by copy;
-/// what it stands for is read once and kept for the life of the process. Any thread.
+/// A zone of the system's time-zone data, or a fixed offset from GMT. A small value to pass by
+/// copy; what it stands for is read once and kept for the life of the process. Any thread.
 class TESSARINE_EXPORT TimeZone {
  public:
   enum class NameStyle : std::uint8_t {

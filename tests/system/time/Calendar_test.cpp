@@ -1,7 +1,5 @@
 #include "tessarine/system/time/Calendar.hpp"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -15,13 +13,14 @@
 #include <utility>
 #include <vector>
 
-#include <unicode/gregocal.h>
-#include <unicode/simpletz.h>
-
 #include "tessarine/system/time/DateComponents.hpp"
 #include "tessarine/system/time/internal/CivilDay.hpp"
 #include "tessarine/system/time/internal/GregorianDay.hpp"
 #include "tessarine/system/time/internal/ZoneRules.hpp"
+
+#include <gtest/gtest.h>
+#include <unicode/gregocal.h>
+#include <unicode/simpletz.h>
 
 namespace tessarine {
 namespace {
@@ -109,9 +108,9 @@ class IcuOracle {
 
 TEST(Calendar, FieldsEqualIcusInEveryZone) {
   std::mt19937_64 random(6101);
-  std::uniform_int_distribution<std::int64_t> any(internal::daysFromJulian({1, 1, 2}) * secondsADay,
-                                                  internal::daysFromCivil({3000, 12, 31}) *
-                                                      secondsADay);
+  std::uniform_int_distribution<std::int64_t> any(
+      internal::daysFromJulian({1, 1, 2}) * secondsADay,
+      internal::daysFromCivil({3000, 12, 31}) * secondsADay);
   for (const std::string& name : TimeZone::knownTimeZoneIdentifiers()) {
     SCOPED_TRACE(name);
     Calendar calendar = gregorianIn(name);
@@ -143,15 +142,13 @@ TEST(Calendar, AddingEqualsIcus) {
   const Calendar calendar = gregorianIn("GMT");
   IcuOracle oracle(calendar);
   std::mt19937_64 random(6102);
-  std::uniform_int_distribution<std::int64_t> any(internal::daysFromJulian({600, 1, 1}) *
-                                                      secondsADay,
-                                                  internal::daysFromCivil({3000, 12, 31}) *
-                                                      secondsADay);
-  constexpr std::array units = {std::pair{Component::year, UCAL_YEAR},
-                                std::pair{Component::month, UCAL_MONTH},
-                                std::pair{Component::day, UCAL_DATE},
-                                std::pair{Component::weekOfYear, UCAL_WEEK_OF_YEAR},
-                                std::pair{Component::hour, UCAL_HOUR}};
+  std::uniform_int_distribution<std::int64_t> any(
+      internal::daysFromJulian({600, 1, 1}) * secondsADay,
+      internal::daysFromCivil({3000, 12, 31}) * secondsADay);
+  constexpr std::array units = {
+      std::pair{Component::year, UCAL_YEAR}, std::pair{Component::month, UCAL_MONTH},
+      std::pair{Component::day, UCAL_DATE}, std::pair{Component::weekOfYear, UCAL_WEEK_OF_YEAR},
+      std::pair{Component::hour, UCAL_HOUR}};
   for (int i = 0; i < 40'000; ++i) {
     const auto& [ours, theirs] = units[random() % units.size()];
     const std::int64_t second = any(random);
@@ -177,17 +174,18 @@ TEST(Calendar, AWholeCycleOfDays) {
     const std::chrono::sys_days expected{std::chrono::days(day)};
     const std::chrono::year_month_day civilDay(expected);
     const Date date = Date::since1970(static_cast<double>(day * secondsADay + 43'200));
-    const auto fields = iso.dateComponents(
-        {Component::year, Component::month, Component::day, Component::weekday,
-         Component::weekOfYear, Component::yearForWeekOfYear},
-        date);
+    const auto fields =
+        iso.dateComponents({Component::year, Component::month, Component::day, Component::weekday,
+                            Component::weekOfYear, Component::yearForWeekOfYear},
+                           date);
     ASSERT_EQ(*fields.year, static_cast<int>(civilDay.year()));
     ASSERT_EQ(*fields.month, static_cast<unsigned>(civilDay.month()));
     ASSERT_EQ(*fields.day, static_cast<unsigned>(civilDay.day()));
     ASSERT_EQ(*fields.weekday, std::chrono::weekday(expected).c_encoding() + 1);
     // ISO 8601: a week belongs to the year that has its Thursday.
     const auto thursday =
-        expected + std::chrono::days(4 - static_cast<int>(std::chrono::weekday(expected).iso_encoding()));
+        expected +
+        std::chrono::days(4 - static_cast<int>(std::chrono::weekday(expected).iso_encoding()));
     const std::chrono::year_month_day thursdayDay(thursday);
     const std::chrono::sys_days newYear{thursdayDay.year() / 1 / 1};
     ASSERT_EQ(*fields.yearForWeekOfYear, static_cast<int>(thursdayDay.year()));
@@ -245,8 +243,9 @@ TEST(Calendar, ClockChanges) {
   EXPECT_EQ(text(apia, apia.dateByAdding(Component::day, 1, civil(apia, 2011, 12, 29, 9)).value()),
             "2011-12-31 09:00:00");
   // The first time that exists.
-  EXPECT_EQ(text(calendar, calendar.dateBySettingHour(2, 30, 0, civil(calendar, 2024, 3, 10)).value()),
-            "2024-03-10 03:00:00");
+  EXPECT_EQ(
+      text(calendar, calendar.dateBySettingHour(2, 30, 0, civil(calendar, 2024, 3, 10)).value()),
+      "2024-03-10 03:00:00");
 }
 
 // Counting days is the inverse of adding them, wherever clocks change.
@@ -361,20 +360,39 @@ TEST(Calendar, DatesFromPartialAndExcessiveFields) {
   }
 }
 
-constexpr std::array allIdentifiers = {
-    Identifier::gregorian,    Identifier::buddhist,  Identifier::chinese,
-    Identifier::coptic,       Identifier::ethiopicAmeteMihret, Identifier::ethiopicAmeteAlem,
-    Identifier::hebrew,       Identifier::iso8601,   Identifier::indian,
-    Identifier::islamic,      Identifier::islamicCivil, Identifier::japanese,
-    Identifier::persian,      Identifier::republicOfChina, Identifier::islamicTabular,
-    Identifier::islamicUmmAlQura};
+constexpr std::array allIdentifiers = {Identifier::gregorian,
+                                       Identifier::buddhist,
+                                       Identifier::chinese,
+                                       Identifier::coptic,
+                                       Identifier::ethiopicAmeteMihret,
+                                       Identifier::ethiopicAmeteAlem,
+                                       Identifier::hebrew,
+                                       Identifier::iso8601,
+                                       Identifier::indian,
+                                       Identifier::islamic,
+                                       Identifier::islamicCivil,
+                                       Identifier::japanese,
+                                       Identifier::persian,
+                                       Identifier::republicOfChina,
+                                       Identifier::islamicTabular,
+                                       Identifier::islamicUmmAlQura};
 
-constexpr std::array allComponents = {
-    Component::era,         Component::year,           Component::month,
-    Component::day,         Component::hour,           Component::minute,
-    Component::second,      Component::weekday,        Component::weekdayOrdinal,
-    Component::quarter,     Component::weekOfMonth,    Component::weekOfYear,
-    Component::yearForWeekOfYear, Component::nanosecond, Component::calendar, Component::timeZone};
+constexpr std::array allComponents = {Component::era,
+                                      Component::year,
+                                      Component::month,
+                                      Component::day,
+                                      Component::hour,
+                                      Component::minute,
+                                      Component::second,
+                                      Component::weekday,
+                                      Component::weekdayOrdinal,
+                                      Component::quarter,
+                                      Component::weekOfMonth,
+                                      Component::weekOfYear,
+                                      Component::yearForWeekOfYear,
+                                      Component::nanosecond,
+                                      Component::calendar,
+                                      Component::timeZone};
 
 TEST(Calendar, DatesThatNoCalendarKnows) {
   constexpr double infinite = std::numeric_limits<double>::infinity();
@@ -384,8 +402,8 @@ TEST(Calendar, DatesThatNoCalendarKnows) {
       const Date date(interval);
       const bool isKnown = std::fabs(interval) <= 63'113'904e6;
       for (const Component component : allComponents) {
-        SCOPED_TRACE(testing::Message() << int(identifier) << ' ' << int(component) << ' '
-                                        << interval);
+        SCOPED_TRACE(testing::Message()
+                     << int(identifier) << ' ' << int(component) << ' ' << interval);
         calendar.component(component, date);
         calendar.dateIntervalOf(component, date);
         calendar.isDateEqual(date, date, component);
@@ -411,13 +429,13 @@ TEST(Calendar, OtherCalendars) {
     std::int64_t year, month, day;
   };
   // As the calendars' own tables have 1 May 2024.
-  for (const Row& row : {Row{Identifier::buddhist, 2567, 5, 1}, Row{Identifier::hebrew, 5784, 8, 23},
-                         Row{Identifier::persian, 1403, 2, 12}, Row{Identifier::coptic, 1740, 8, 23},
-                         Row{Identifier::indian, 1946, 2, 11}, Row{Identifier::japanese, 6, 5, 1},
-                         Row{Identifier::islamicUmmAlQura, 1445, 10, 22},
-                         Row{Identifier::ethiopicAmeteMihret, 2016, 8, 23},
-                         Row{Identifier::republicOfChina, 113, 5, 1},
-                         Row{Identifier::chinese, 41, 3, 23}}) {
+  for (const Row& row :
+       {Row{Identifier::buddhist, 2567, 5, 1}, Row{Identifier::hebrew, 5784, 8, 23},
+        Row{Identifier::persian, 1403, 2, 12}, Row{Identifier::coptic, 1740, 8, 23},
+        Row{Identifier::indian, 1946, 2, 11}, Row{Identifier::japanese, 6, 5, 1},
+        Row{Identifier::islamicUmmAlQura, 1445, 10, 22},
+        Row{Identifier::ethiopicAmeteMihret, 2016, 8, 23},
+        Row{Identifier::republicOfChina, 113, 5, 1}, Row{Identifier::chinese, 41, 3, 23}}) {
     SCOPED_TRACE(static_cast<int>(row.identifier));
     const Calendar calendar(row.identifier, TimeZone::gmt());
     const auto fields = calendar.dateComponents(

@@ -1,7 +1,5 @@
 #include "tessarine/system/time/TimeZone.hpp"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
@@ -14,6 +12,8 @@
 #include "tessarine/system/time/internal/CivilDay.hpp"
 #include "tessarine/system/time/internal/ZoneRules.hpp"
 #include "tests/system/time/HostZone.hpp"
+
+#include <gtest/gtest.h>
 
 namespace tessarine {
 namespace {
@@ -125,9 +125,9 @@ TEST(TimeZone, DaylightSavingIsTheGreaterOffset) {
 }
 
 TEST(TimeZone, NamesAndOffsets) {
-  for (const char* const unknown : {"", "Mars/Olympus", "../../etc/passwd", "/etc/localtime",
-                                    "right/UTC", "America", "GMT+", "GMT+19", "GMT+5:3", "GMT+123",
-                                    "IST2", "zone.tab", "america/new_york"}) {
+  for (const char* const unknown :
+       {"", "Mars/Olympus", "../../etc/passwd", "/etc/localtime", "right/UTC", "America", "GMT+",
+        "GMT+19", "GMT+5:3", "GMT+123", "IST2", "zone.tab", "america/new_york"}) {
     EXPECT_FALSE(TimeZone::withIdentifier(unknown)) << unknown;
   }
   const auto offset = [](const char* name) {

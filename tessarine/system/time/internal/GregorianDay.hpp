@@ -4,8 +4,8 @@
 
 #include "tessarine/system/time/internal/CivilDay.hpp"
 
-// Days as Europe counted them: by the Julian calendar up to Thursday 4 October 1582, by the Gregorian
-// from the day after, Friday 15 October. Year 0 is 1 before Christ.
+// Days as Europe counted them: by the Julian calendar up to Thursday 4 October 1582, by the
+// Gregorian from the day after, Friday 15 October. Year 0 is 1 before Christ.
 namespace tessarine::internal {
 
 /// 15 October 1582, in days since 1970.
@@ -49,7 +49,8 @@ constexpr CivilDay civilFromRecentDays(std::int64_t days) noexcept {
 }
 
 constexpr CivilDay gregorianFromDays(std::int64_t days) noexcept {
-  if (days >= firstGregorianDay) [[likely]] return civilFromRecentDays(days);
+  if (days >= firstGregorianDay) [[likely]]
+    return civilFromRecentDays(days);
   return julianFromDays(days);
 }
 

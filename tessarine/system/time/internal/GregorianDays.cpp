@@ -60,8 +60,7 @@ std::optional<std::int64_t> GregorianDays::addingMonths(std::int64_t day,
   return dayInMonth(date.year * 12 + date.month - 1 + count, date.day);
 }
 
-std::optional<std::int64_t> GregorianDays::addingYears(std::int64_t day,
-                                                       std::int64_t count) const {
+std::optional<std::int64_t> GregorianDays::addingYears(std::int64_t day, std::int64_t count) const {
   if (!isSmall(count)) return std::nullopt;
   return addingMonths(day, count * 12);
 }

@@ -5,13 +5,13 @@
 #include <limits>
 #include <memory>
 
-#include <unicode/calendar.h>
-#include <unicode/dtfmtsym.h>
-#include <unicode/timezone.h>
-
 #include "tessarine/system/time/internal/CivilDay.hpp"
 #include "tessarine/system/time/internal/GregorianDays.hpp"
 #include "tessarine/system/time/internal/Instant.hpp"
+
+#include <unicode/calendar.h>
+#include <unicode/dtfmtsym.h>
+#include <unicode/timezone.h>
 
 namespace tessarine::internal {
 namespace {
@@ -23,8 +23,8 @@ constexpr auto identifierCount = static_cast<std::size_t>(Identifier::islamicUmm
 /// Amounts that lead out of every calendar, and with which ICU's 32 bits do not overflow.
 constexpr std::int64_t greatestAmount = 40'000'000;
 /// Of the last days known to calendars, a little more for zones.
-constexpr auto greatestDay = static_cast<double>(referenceSecond) / secondsADay +
-                             greatestInterval / secondsADay + 400;
+constexpr auto greatestDay =
+    static_cast<double>(referenceSecond) / secondsADay + greatestInterval / secondsADay + 400;
 
 bool isSmall(std::int64_t amount) { return amount >= -greatestAmount && amount <= greatestAmount; }
 
@@ -35,8 +35,7 @@ icu::Calendar& calendarOf(Identifier identifier) {
     UErrorCode status = U_ZERO_ERROR;
     icu::Locale locale("");
     locale.setKeywordValue("calendar", icuCalendarName(identifier), status);
-    calendar.reset(
-        icu::Calendar::createInstance(icu::TimeZone::getGMT()->clone(), locale, status));
+    calendar.reset(icu::Calendar::createInstance(icu::TimeZone::getGMT()->clone(), locale, status));
   }
   return *calendar;
 }
@@ -73,9 +72,10 @@ int lengthOf(Identifier identifier, std::int64_t day, UCalendarDateFields field)
 
 const char* icuCalendarName(Identifier identifier) {
   constexpr std::array names = {
-      "gregorian", "buddhist",     "chinese", "coptic",       "ethiopic", "ethiopic-amete-alem",
-      "hebrew",    "iso8601",      "indian",  "islamic",      "islamic-civil", "japanese",
-      "persian",   "roc",          "islamic-tbla", "islamic-umalqura"};
+      "gregorian",           "buddhist", "chinese", "coptic", "ethiopic",
+      "ethiopic-amete-alem", "hebrew",   "iso8601", "indian", "islamic",
+      "islamic-civil",       "japanese", "persian", "roc",    "islamic-tbla",
+      "islamic-umalqura"};
   return names.at(static_cast<std::size_t>(identifier));
 }
 

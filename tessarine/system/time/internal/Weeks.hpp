@@ -16,9 +16,7 @@ struct WeekRule {
   int minimumDays;
 
   /// Days since the week began, 0 to 6.
-  int dayInWeek(std::int64_t day) const noexcept {
-    return (weekdayOf(day) - firstWeekday + 7) % 7;
-  }
+  int dayInWeek(std::int64_t day) const noexcept { return (weekdayOf(day) - firstWeekday + 7) % 7; }
   /// The first day of the first week of a year or month that begins on that day.
   std::int64_t firstWeek(std::int64_t start) const noexcept {
     const int before = dayInWeek(start);

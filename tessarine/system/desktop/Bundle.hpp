@@ -1,0 +1,36 @@
+#pragma once
+
+#include <map>
+#include <shared_mutex>
+#include <string>
+#include <string_view>
+
+#include "tessarine/export.hpp"
+
+namespace tessarine {
+
+/// What belongs to the host application. Any thread.
+class TESSARINE_EXPORT Bundle {
+ public:
+  using Strings = std::map<std::string, std::string, std::less<>>;
+
+  Bundle(const Bundle&) = delete;
+  Bundle& operator=(const Bundle&) = delete;
+
+  /// That of the running program.
+  static Bundle& main();
+
+  /// The host's texts in the language of its user, by their keys. Takes the place of those before.
+  void setLocalizedStrings(Strings strings);
+  /// The text of a key; the key itself when the host has none.
+  std::string localizedString(std::string_view key) const;
+
+ private:
+  Bundle() = default;
+  ~Bundle() = default;
+
+  mutable std::shared_mutex mutex_;  // guards strings_
+  Strings strings_;
+};
+
+}  // namespace tessarine

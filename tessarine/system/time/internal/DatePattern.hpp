@@ -1,0 +1,83 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tessarine/system/time/DateParsing.hpp"
+#include "tessarine/system/time/internal/Instant.hpp"
+#include "tessarine/system/time/internal/ZoneRules.hpp"
+
+namespace tessarine::internal {
+
+/// A date layout whose fields are all numbers in ASCII digits: compiled once, then written and read
+/// without looking anything up. Immutable; any thread.
+class DatePattern {
+ public:
+  enum class Days : std::uint8_t {
+    gregorian,  ///< Julian before 15 October 1582; years of an era
+    iso         ///< Gregorian throughout, with a year 0; nothing beyond the years 0 to 9999
+  };
+
+  enum class Field : std::uint8_t {
+    literal,
+    year,
+    month,
+    day,
+    dayOfYear,
+    weekYear,
+    week,
+    isoWeekday,  ///< 1 for Monday to 7
+    hour,
+    minute,
+    second,
+    fraction,
+    zone
+  };
+
+  /// How an offset from GMT stands.
+  struct ZoneForm {
+    bool hasColon = false;
+    bool writesZ = false;         ///< Z for GMT itself
+    bool readsEither = false;     ///< with or without colon, and Z
+    bool hasMinutes = true;       ///< else only where they are not 0, and then without a colon
+    bool mayHaveSeconds = false;  ///< where they are not 0
+  };
+
+  struct Piece {
+    Field field = Field::literal;
+    std::uint8_t width = 0;    ///< digits written at least
+    std::uint8_t longest = 0;  ///< digits read at most; at least `width`, of a fraction at least 1
+    char literal = 0;
+    ZoneForm zone;
+  };
+
+  /// A pattern of the Unicode date pattern language (UTS 35), always of Gregorian days; absent when
+  /// it has fields that are not numbers by themselves, or is too long.
+  static std::optional<DatePattern> compile(std::string_view pattern);
+
+  explicit DatePattern(Days days) : days_(days) {}
+  /// Whether there was room for it.
+  bool add(Piece piece);
+  bool addLiteral(char c) { return add({.literal = c}); }
+
+  /// Empty for years that the kind of days does not have.
+  std::string string(const Instant& instant, const ZoneRules& zone) const;
+  /// Fields that the layout lacks are those of 1970-01-01 00:00; without a zone in it, that of
+  /// `zone`.
+  DateParsing parse(std::string_view text, const ZoneRules& zone) const noexcept;
+
+ private:
+  static constexpr std::size_t greatestCount = 32;
+
+  std::array<Piece, greatestCount> pieces_{};
+  std::uint8_t count_ = 0;
+  Days days_;
+  bool hasZone_ = false;
+  bool hasWeek_ = false;
+};
+
+}  // namespace tessarine::internal
