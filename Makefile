@@ -43,7 +43,7 @@ bench:
 	@cmake --build build/release --parallel $(JOBS)
 	@bench/run $(BENCH)
 
-FUZZ ?= json_decoder form_decoder codable_any_hashable
+FUZZ ?= json_decoder form_decoder codable_any_hashable date_text zone_data
 TIME ?= 60
 fuzz:
 	@packaging/install-packages build lint

@@ -1,8 +1,8 @@
 #include <string>
 
 #include "tessarine/dates/Date+Fields.hpp"
-#include "tessarine/dates/Date+Moving.hpp"
 #include "tessarine/system/time/DateComponents.hpp"
+#include "tessarine/dates/Date+Moving.hpp"
 #include "tessarine/values/fatal.hpp"
 
 namespace tessarine {
@@ -40,30 +40,16 @@ std::optional<Component> largerUnit(Component component) {
   }
 }
 
-/// The least date with the fields that name the unit; absent for units that fields do not name.
+/// Whether units of that name have a beginning and an end here.
+bool isBounded(Component unit) {
+  return (unit >= Component::year && unit <= Component::second) || unit == Component::weekOfMonth ||
+         unit == Component::weekOfYear;
+}
+
+/// The least date with the fields that name the unit.
 std::optional<Date> rebuilt(Date date, Component unit, const Calendar& calendar) {
-  const auto of = [&](Calendar::Components fields) {
-    return calendar.dateFrom(calendar.dateComponents(fields, date));
-  };
-  switch (unit) {
-    case Component::year:
-      return of({Component::year});
-    case Component::month:
-      return of({Component::year, Component::month});
-    case Component::hour:
-      return of({Component::year, Component::month, Component::day, Component::hour});
-    case Component::minute:
-      return of(
-          {Component::year, Component::month, Component::day, Component::hour, Component::minute});
-    case Component::second:
-      return of({Component::year, Component::month, Component::day, Component::hour,
-                 Component::minute, Component::second});
-    case Component::weekOfMonth:
-    case Component::weekOfYear:
-      return of({Component::yearForWeekOfYear, Component::weekOfYear});
-    default:
-      return std::nullopt;
-  }
+  const bool isWeek = unit == Component::weekOfMonth;
+  return calendar.dateKeeping(isWeek ? Component::weekOfYear : unit, date);
 }
 
 }  // namespace
@@ -89,34 +75,26 @@ std::optional<Date> changing(Date date, Component component, std::int64_t value,
 
 std::optional<Date> beginning(Date date, Component component, const Calendar& usingCalendar) {
   if (component == Component::day) return usingCalendar.startOfDay(date);
+  if (!isBounded(component)) return std::nullopt;
   return rebuilt(date, component, usingCalendar);
 }
 
 std::optional<Date> end(Date date, Component component, const Calendar& usingCalendar) {
-  const Calendar current = Calendar::current();
+  if (!isBounded(component)) return std::nullopt;
+  // Steps are those of the current calendar, of which its identifier and zone matter to them.
+  const Calendar current(Calendar::currentIdentifier());
   const auto step = [&](Date from, Component unit, std::int64_t count) {
     return plus(from, unit, count, current, "end");
   };
-  const auto lastSecond = [&](Date next) { return step(next, Component::second, -1); };
-  switch (component) {
-    case Component::day:
-      return lastSecond(usingCalendar.startOfDay(step(date, Component::day, 1)));
-    case Component::weekOfMonth:
-    case Component::weekOfYear: {
-      const Date week = certain(rebuilt(date, component, usingCalendar), "end");
-      return lastSecond(step(week, Component::day, 7));
-    }
-    case Component::year:
-    case Component::month:
-    case Component::hour:
-    case Component::minute:
-    case Component::second: {
-      const Date next = step(date, component, 1);
-      return lastSecond(certain(rebuilt(next, component, usingCalendar), "end"));
-    }
-    default:
-      return std::nullopt;
+  Date next = date;
+  if (component == Component::weekOfMonth || component == Component::weekOfYear) {
+    next = step(certain(rebuilt(date, component, usingCalendar), "end"), Component::day, 7);
+  } else if (component == Component::day) {
+    next = usingCalendar.startOfDay(step(date, Component::day, 1));
+  } else {
+    next = certain(rebuilt(step(date, component, 1), component, usingCalendar), "end");
   }
+  return step(next, Component::second, -1);
 }
 
 Date yesterday(Date date) { return getYesterday(date, calendar(date)); }

@@ -69,8 +69,7 @@ Date getNearestHalfHour(Date date, const Calendar& calendar) {
 Date nearestHour(Date date) { return getNearestHour(date, calendar(date)); }
 Date getNearestHour(Date date, const Calendar& calendar) {
   const auto minute = calendar.component(Component::minute, date);
-  const Date hour = certain(calendar.dateFrom(calendar.dateComponents(
-      {Component::year, Component::month, Component::day, Component::hour}, date)));
+  const Date hour = certain(calendar.dateKeeping(Component::hour, date));
   return minute >= 30 ? certain(calendar.dateByAdding(Component::hour, 1, hour)) : hour;
 }
 

@@ -21,7 +21,6 @@ DateDecodingStrategy::Strategy decoding(bool dateOnly) {
   return DateDecodingStrategy::Strategy::withCallback([dateOnly](Decoder& decoder) {
     auto container = decoder.singleValueContainer();
     const auto text = container.decode<std::string>();
-    if (text.empty()) return Date::distantPast();
     const auto date = dateByTolerantChain(text, dateOnly);
     if (!date) throw container.dataCorrupted("Cannot parse date: " + text);
     return *date;
@@ -44,6 +43,7 @@ DateEncodingStrategy::Strategy encoding(bool dateOnly) {
 }  // namespace
 
 std::optional<Date> dateByTolerantChain(std::string_view text, bool dateOnly) {
+  if (text.empty()) return Date::distantPast();
   return firstOf(dateOnly, [&](const auto& formatter) { return formatter.date(text); });
 }
 

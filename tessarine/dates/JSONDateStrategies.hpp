@@ -33,8 +33,8 @@ struct TESSARINE_EXPORT DateEncodingStrategy {
   static const Strategy& iso8601DateOnly();
 };
 
-/// The formatters of a strategy one after the other; absent when none takes the text. The empty
-/// text is for the strategies.
+/// What the strategies read: the date of a text, `Date::distantPast` of the empty one; absent when no
+/// formatter takes it.
 TESSARINE_EXPORT std::optional<Date> dateByTolerantChain(std::string_view text, bool dateOnly);
 
 }  // namespace tessarine

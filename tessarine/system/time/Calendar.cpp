@@ -155,6 +155,20 @@ class DayResolution {
   const DateComponents& components_;
 };
 
+/// What `dateFrom` makes of a Gregorian date's fields from the year down to `least`.
+std::optional<Date> gregorianKeeping(TimeZone zone, Component least, Date date) {
+  const LocalTime local(zone.rules(), Instant(date));
+  internal::CivilDay day = internal::gregorianFromDays(local.day);
+  if (day.year < 1) day.year = 1 - day.year;  // the fields do not say the era
+  if (least <= Component::month) day.day = 1;
+  if (least == Component::year) day.month = 1;
+  int seconds = local.secondOfDay;
+  if (least <= Component::day) seconds = 0;
+  if (least == Component::hour) seconds -= seconds % 3600;
+  if (least == Component::minute) seconds -= seconds % 60;
+  return internal::dateOfLocalDay(zone.rules(), internal::daysFromGregorian(day), seconds);
+}
+
 /// `seconds` plus an amount of a unit; absent when that is no number of seconds.
 std::optional<std::int64_t> plus(std::optional<std::int64_t> seconds,
                                  std::optional<std::int64_t> amount, std::int64_t unit) {
@@ -210,14 +224,14 @@ void Calendar::setMinimumDaysInFirstWeek(int days) noexcept {
 std::int64_t Calendar::component(Component component, Date date) const {
   const Instant instant(date);
   const LocalTime local(zone_.rules(), instant);
-  if (const auto field = clockField(local, instant, component)) return *field;
-  if (internal::isGregorian(identifier_)) {
-    // These four need less than all fields of the day.
+  if (component >= Component::hour) {
+    if (const auto field = clockField(local, instant, component)) return *field;
+  } else if (internal::isGregorian(identifier_)) {
+    // Era to day need less than all fields of the day.
     const internal::CivilDay day = internal::gregorianFromDays(local.day);
     if (component == Component::year) return day.year > 0 ? day.year : 1 - day.year;
     if (component == Component::month) return day.month;
-    if (component == Component::day) return day.day;
-    if (component == Component::era) return day.year > 0 ? 1 : 0;
+    return component == Component::day ? day.day : day.year > 0 ? 1 : 0;
   }
   const DaySystem& days = internal::daySystem(identifier_);
   return dayField(*this, days, days.fields(local.day), local.day, component);
@@ -256,6 +270,33 @@ std::optional<Date> Calendar::dateFrom(const DateComponents& components) const {
       static_cast<double>(internal::floorModulo(nanoseconds, internal::nanosecondsASecond));
   const TimeZone zone = components.timeZone.value_or(zone_);
   return internal::dateOfLocal(zone.rules(), *seconds, rest * 1e-9);
+}
+
+std::optional<Date> Calendar::dateKeeping(Component least, Date date) const {
+  using enum Component;
+  if (internal::isGregorian(identifier_) && least >= Component::year &&
+      least <= Component::second) {
+    return gregorianKeeping(zone_, least, date);
+  }
+  const auto from = [&](Components fields) { return dateFrom(dateComponents(fields, date)); };
+  switch (least) {
+    case Component::year:
+      return from({year});
+    case Component::month:
+      return from({year, month});
+    case Component::day:
+      return from({year, month, day});
+    case Component::hour:
+      return from({year, month, day, hour});
+    case Component::minute:
+      return from({year, month, day, hour, minute});
+    case Component::second:
+      return from({year, month, day, hour, minute, second});
+    case Component::weekOfYear:
+      return from({yearForWeekOfYear, weekOfYear});
+    default:
+      return std::nullopt;
+  }
 }
 
 Date Calendar::startOfDay(Date date) const {

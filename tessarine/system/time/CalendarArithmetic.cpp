@@ -99,14 +99,10 @@ std::optional<std::int64_t> addingYearsOfWeeks(const Calendar& calendar, const D
 /// The day on which that many units have passed, for units of days and longer.
 std::optional<std::int64_t> addingToDay(const Calendar& calendar, Component unit,
                                         std::int64_t count, std::int64_t day) {
-  if (const std::int64_t length = daysOf(unit); length != 0) {
-    constexpr std::int64_t greatest = std::int64_t{1} << 36U;
-    if (count < -greatest || count > greatest) return std::nullopt;
-    return day + count * length;
-  }
-  const DaySystem& days = internal::daySystem(calendar.identifier());
   constexpr std::int64_t greatest = std::int64_t{1} << 34U;
   if (count < -greatest || count > greatest) return std::nullopt;
+  if (const std::int64_t length = daysOf(unit); length != 0) return day + count * length;
+  const DaySystem& days = internal::daySystem(calendar.identifier());
   switch (unit) {
     case Component::era:
       return days.addingEras(day, count);
@@ -243,7 +239,7 @@ std::optional<Date> Calendar::dateByAdding(Component component, std::int64_t val
   const LocalTime local(zone_.rules(), instant);
   const auto day = addingToDay(*this, component, value, local.day);
   if (!day) return std::nullopt;
-  return internal::dateOfLocalDay(zone_.rules(), *day, local.secondOfDay + instant.fraction);
+  return internal::dateOfLocalDay(zone_.rules(), *day, local.secondOfDay, instant.fraction);
 }
 
 std::optional<Date> Calendar::dateByAdding(const DateComponents& components, Date date) const {

@@ -86,17 +86,7 @@ const LocaleFacts& Locale::facts() const noexcept {
 
 namespace internal {
 
-const WeekFacts& LocaleFacts::weeks() const {
-  std::call_once(loaded_, [this] { load(); });
-  return weeks_;
-}
-
-bool LocaleFacts::hasLatinDigits() const {
-  std::call_once(loaded_, [this] { load(); });
-  return hasLatinDigits_;
-}
-
-void LocaleFacts::load() const {
+void LocaleFacts::loadOnce() const {
   UErrorCode status = U_ZERO_ERROR;
   const icu::Locale locale(identifier.c_str());
   const std::unique_ptr<icu::NumberingSystem> digits(
@@ -104,14 +94,16 @@ void LocaleFacts::load() const {
   hasLatinDigits_ = U_FAILURE(status) || std::strcmp(digits->getName(), "latn") == 0;
   status = U_ZERO_ERROR;
   const std::unique_ptr<icu::Calendar> calendar(icu::Calendar::createInstance(locale, status));
-  if (U_FAILURE(status)) return;
-  weeks_.firstWeekday = static_cast<std::uint8_t>(calendar->getFirstDayOfWeek(status));
-  weeks_.minimumDaysInFirstWeek = calendar->getMinimalDaysInFirstWeek();
-  weeks_.weekend = 0;
-  for (int day = UCAL_SUNDAY; day <= UCAL_SATURDAY; ++day) {
-    const auto kind = calendar->getDayOfWeekType(static_cast<UCalendarDaysOfWeek>(day), status);
-    if (kind != UCAL_WEEKDAY) weeks_.weekend |= static_cast<std::uint8_t>(1U << unsigned(day));
+  if (U_SUCCESS(status)) {
+    weeks_.firstWeekday = static_cast<std::uint8_t>(calendar->getFirstDayOfWeek(status));
+    weeks_.minimumDaysInFirstWeek = calendar->getMinimalDaysInFirstWeek();
+    weeks_.weekend = 0;
+    for (int day = UCAL_SUNDAY; day <= UCAL_SATURDAY; ++day) {
+      const auto kind = calendar->getDayOfWeekType(static_cast<UCalendarDaysOfWeek>(day), status);
+      if (kind != UCAL_WEEKDAY) weeks_.weekend |= static_cast<std::uint8_t>(1U << unsigned(day));
+    }
   }
+  isLoaded_.store(true, std::memory_order_release);
 }
 
 }  // namespace internal

@@ -43,6 +43,23 @@ char* writeNumber(char* out, std::int64_t value, int width) {
   return std::copy(digits.begin() + static_cast<std::ptrdiff_t>(first), digits.end(), out);
 }
 
+char* writeDashedDate(char* out, std::int64_t year, int month, int day) {
+  out = writeNumber(out, year, 4);
+  *out++ = '-';
+  out = writePair(out, month);
+  *out++ = '-';
+  return writePair(out, day);
+}
+
+char* writeColonTime(char* out, int secondOfDay) {
+  const auto rest = static_cast<unsigned>(secondOfDay);
+  out = writePair(out, rest / 3600);
+  *out++ = ':';
+  out = writePair(out, rest / 60 % 60);
+  *out++ = ':';
+  return writePair(out, rest % 60);
+}
+
 char* writeFraction(char* out, std::int64_t nanoseconds, int digits) {
   const int exact = std::min(digits, 9);
   out = writeNumber(out, nanoseconds / powersOf10[static_cast<std::size_t>(9 - exact)], exact);
@@ -131,6 +148,29 @@ class Reader {
     return value;
   }
 
+  /// The digits of a shape such as "0000-00-00" as one number, when it is there; nothing is taken
+  /// else.
+  template <std::size_t size>
+  std::optional<std::uint32_t> shaped(
+      const char (&shape)[size]) {  // NOLINT(modernize-avoid-c-arrays)
+    constexpr std::size_t length = size - 1;
+    if (static_cast<std::size_t>(end_ - at_) < length) return std::nullopt;
+    std::uint32_t value = 0;
+    bool fits = true;
+    for (std::size_t i = 0; i < length; ++i) {
+      if (shape[i] == '0') {
+        const auto digit = static_cast<unsigned>(static_cast<unsigned char>(at_[i])) - '0';
+        fits = fits && digit <= 9;
+        value = value * 10 + digit;
+      } else {
+        fits = fits && at_[i] == shape[i];
+      }
+    }
+    if (!fits) return std::nullopt;
+    at_ += length;
+    return value;
+  }
+
   std::size_t countDigits(std::size_t greatest) const {
     std::size_t count = 0;
     while (count < greatest && at_ + count != end_ && at_[count] >= '0' && at_[count] <= '9') {
@@ -176,6 +216,53 @@ struct ReadFields {
   double fraction = 0;
 };
 
+void readField(Reader& reader, const Piece& piece, ReadFields& fields);
+
+/// One after the other, to find what does not fit.
+void readPieces(Reader& reader, const std::array<Piece, 5>& pieces, ReadFields& fields) {
+  for (const Piece& piece : pieces) {
+    if (reader.isGood()) readField(reader, piece, fields);
+  }
+}
+
+constexpr Piece fixedNumber(Field field, std::uint8_t width) {
+  return {.field = field, .width = width, .longest = width};
+}
+constexpr std::array dashedDatePieces = {fixedNumber(Field::year, 4), Piece{.literal = '-'},
+                                         fixedNumber(Field::month, 2), Piece{.literal = '-'},
+                                         fixedNumber(Field::day, 2)};
+constexpr std::array colonTimePieces = {fixedNumber(Field::hour, 2), Piece{.literal = ':'},
+                                        fixedNumber(Field::minute, 2), Piece{.literal = ':'},
+                                        fixedNumber(Field::second, 2)};
+
+void readDashedDate(Reader& reader, ReadFields& fields) {
+  Reader attempt = reader;
+  if (const auto digits = attempt.shaped("0000-00-00")) {
+    fields.year = static_cast<int>(*digits / 10'000);
+    fields.month = static_cast<int>(*digits / 100 % 100);
+    fields.day = static_cast<int>(*digits % 100);
+    if (fields.month >= 1 && fields.month <= 12 && fields.day >= 1 && fields.day <= 31) {
+      reader = attempt;
+      return;
+    }
+  }
+  readPieces(reader, dashedDatePieces, fields);
+}
+
+void readColonTime(Reader& reader, ReadFields& fields) {
+  Reader attempt = reader;
+  if (const auto digits = attempt.shaped("00:00:00")) {
+    fields.hour = static_cast<int>(*digits / 10'000);
+    fields.minute = static_cast<int>(*digits / 100 % 100);
+    fields.second = static_cast<int>(*digits % 100);
+    if (fields.hour <= 23 && fields.minute <= 59 && fields.second <= 59) {
+      reader = attempt;
+      return;
+    }
+  }
+  readPieces(reader, colonTimePieces, fields);
+}
+
 void readField(Reader& reader, const Piece& piece, ReadFields& fields) {
   const auto number = [&](int minimum, int maximum, std::string_view expected) {
     return reader.number(std::max<int>(piece.width, 1), piece.longest, minimum, maximum, expected);
@@ -217,6 +304,12 @@ void readField(Reader& reader, const Piece& piece, ReadFields& fields) {
       return;
     case Field::zone:
       fields.offset = readZone(reader, piece.zone);
+      return;
+    case Field::dashedDate:
+      readDashedDate(reader, fields);
+      return;
+    case Field::colonTime:
+      readColonTime(reader, fields);
       return;
   }
 }
@@ -349,7 +442,19 @@ bool DatePattern::add(Piece piece) {
   pieces_[count_++] = piece;
   hasZone_ = hasZone_ || piece.field == Field::zone;
   hasWeek_ = hasWeek_ || piece.field == Field::week;
+  fuse();
   return true;
+}
+
+void DatePattern::fuse() {
+  const auto endsWith = [&](const std::array<Piece, 5>& part) {
+    return count_ >= part.size() &&
+           std::equal(part.begin(), part.end(), pieces_.begin() + count_ - part.size());
+  };
+  const bool isDate = endsWith(dashedDatePieces);
+  if (!isDate && !endsWith(colonTimePieces)) return;
+  count_ = static_cast<std::uint8_t>(count_ - 4);
+  pieces_[count_ - std::size_t{1}] = {.field = isDate ? Field::dashedDate : Field::colonTime};
 }
 
 std::string DatePattern::string(const Instant& instant, const ZoneRules& zone) const {
@@ -407,6 +512,12 @@ std::string DatePattern::string(const Instant& instant, const ZoneRules& zone) c
         break;
       case Field::zone:
         out = writeZone(out, local.offset, piece.zone);
+        break;
+      case Field::dashedDate:
+        out = writeDashedDate(out, year, civil.month, civil.day);
+        break;
+      case Field::colonTime:
+        out = writeColonTime(out, local.secondOfDay);
         break;
     }
   }

@@ -35,7 +35,9 @@ class DatePattern {
     minute,
     second,
     fraction,
-    zone
+    zone,
+    dashedDate,  ///< yyyy-MM-dd in one
+    colonTime    ///< HH:mm:ss in one
   };
 
   /// How an offset from GMT stands.
@@ -45,6 +47,8 @@ class DatePattern {
     bool readsEither = false;     ///< with or without colon, and Z
     bool hasMinutes = true;       ///< else only where they are not 0, and then without a colon
     bool mayHaveSeconds = false;  ///< where they are not 0
+
+    bool operator==(const ZoneForm&) const = default;
   };
 
   struct Piece {
@@ -53,6 +57,8 @@ class DatePattern {
     std::uint8_t longest = 0;  ///< digits read at most; at least `width`, of a fraction at least 1
     char literal = 0;
     ZoneForm zone;
+
+    bool operator==(const Piece&) const = default;
   };
 
   /// A pattern of the Unicode date pattern language (UTS 35), always of Gregorian days; absent when
@@ -72,6 +78,9 @@ class DatePattern {
 
  private:
   static constexpr std::size_t greatestCount = 32;
+
+  /// Makes one piece of the last five where they are a date or a time as most texts have it.
+  void fuse();
 
   std::array<Piece, greatestCount> pieces_{};
   std::uint8_t count_ = 0;

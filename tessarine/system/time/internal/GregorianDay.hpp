@@ -54,10 +54,25 @@ constexpr CivilDay gregorianFromDays(std::int64_t days) noexcept {
   return julianFromDays(days);
 }
 
+/// The way back, for years from 1 to 2.9 million.
+constexpr std::int64_t daysFromRecentCivil(CivilDay date) noexcept {
+  const bool isEarly = date.month <= 2;
+  const auto year = static_cast<std::uint32_t>(date.year) - (isEarly ? 1U : 0U);
+  const auto month = static_cast<std::uint32_t>(date.month) + (isEarly ? 12U : 0U);
+  const std::uint32_t century = year / 100;
+  const std::uint32_t yearDays =
+      static_cast<std::uint32_t>(std::uint64_t{1461} * year / 4) - century + century / 4;
+  const std::uint32_t monthDays = (979 * month - 2919) / 32;
+  return static_cast<std::int64_t>(yearDays + monthDays) + date.day - 1 - 719468;
+}
+
 /// Of the days that were left out, 5 to 14 October 1582, those that the Julian calendar had.
 constexpr std::int64_t daysFromGregorian(CivilDay date) noexcept {
-  const std::int64_t days = daysFromCivil(date);
-  return days >= firstGregorianDay ? days : daysFromJulian(date);
+  if (date.year >= 1582 && date.year <= 2'900'000) [[likely]] {
+    const std::int64_t days = daysFromRecentCivil(date);
+    return days >= firstGregorianDay ? days : daysFromJulian(date);
+  }
+  return date.year < 1582 ? daysFromJulian(date) : daysFromCivil(date);
 }
 
 constexpr int gregorianDaysInMonth(std::int64_t year, int month) noexcept {

@@ -41,12 +41,10 @@ inline std::optional<Date> dateOfLocal(const ZoneRules& zone, std::int64_t local
 }
 
 inline std::optional<Date> dateOfLocalDay(const ZoneRules& zone, std::int64_t day,
-                                          double secondOfDay = 0) noexcept {
+                                          int secondOfDay = 0, double fraction = 0) noexcept {
   constexpr std::int64_t greatest = std::int64_t{1} << 40U;
   if (day < -greatest || day > greatest) return std::nullopt;
-  const double whole = std::floor(secondOfDay);
-  return dateOfLocal(zone, day * secondsADay + static_cast<std::int64_t>(whole),
-                     secondOfDay - whole);
+  return dateOfLocal(zone, day * secondsADay + secondOfDay, fraction);
 }
 
 /// Of a date's second. A double holds today's dates to a tenth of a microsecond: where whole

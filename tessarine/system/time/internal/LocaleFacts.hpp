@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -20,14 +21,24 @@ struct LocaleFacts {
 
   std::string identifier;
 
-  const WeekFacts& weeks() const;
+  const WeekFacts& weeks() const {
+    load();
+    return weeks_;
+  }
   /// Whether numbers are written with the digits 0 to 9.
-  bool hasLatinDigits() const;
+  bool hasLatinDigits() const {
+    load();
+    return hasLatinDigits_;
+  }
 
  private:
-  void load() const;
+  void load() const {
+    if (!isLoaded_.load(std::memory_order_acquire)) std::call_once(once_, [this] { loadOnce(); });
+  }
+  void loadOnce() const;
 
-  mutable std::once_flag loaded_;
+  mutable std::once_flag once_;
+  mutable std::atomic<bool> isLoaded_ = false;
   mutable WeekFacts weeks_;
   mutable bool hasLatinDigits_ = true;
 };

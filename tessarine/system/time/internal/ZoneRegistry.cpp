@@ -160,11 +160,10 @@ const ZoneRules& gmtZone() noexcept {
 }
 
 const ZoneRules& currentZone() noexcept {
-  std::timespec now{};
-  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  if (currentAsOf.load(std::memory_order_acquire) != now.tv_sec) [[unlikely]] {
+  const std::time_t now = std::time(nullptr);  // the cheapest of all clocks
+  if (currentAsOf.load(std::memory_order_acquire) != now) [[unlikely]] {
     current.store(&zoneOfHost(), std::memory_order_release);
-    currentAsOf.store(now.tv_sec, std::memory_order_release);
+    currentAsOf.store(now, std::memory_order_release);
   }
   return *current.load(std::memory_order_acquire);
 }

@@ -78,7 +78,11 @@ class ZoneRules {
   std::size_t indexAt(std::int64_t second) const noexcept {
     const auto bucket = static_cast<std::size_t>((second - firstTransition_) >> bucketBits);
     std::size_t i = buckets_[std::min(bucket, buckets_.size() - 1)];
-    while (second >= spans_[i + 1].start) ++i;
+    // Which of two halves of a bucket it is cannot be predicted; that there are more parts, well.
+    i += second >= spans_[i + 1].start ? 1 : 0;
+    while (second >= spans_[i + 1].start) [[unlikely]] {
+        ++i;
+      }
     return i;
   }
 
