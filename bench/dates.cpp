@@ -4,7 +4,8 @@
 //           zone is looked up once, and their row is all fields, since they give no fewer
 //   month   a month added; peers clamp the day or carry it over, as they do
 //   begin, end   of the date's day and month
-//   parse, write an ISO 8601 text in GMT by the shared formatter; `chain` is a text that only the last
+//   parse, write an ISO 8601 text in GMT by the shared formatter; `chain` is a text that only the
+//   last
 //           of the tolerant decoder's formatters takes
 //   pattern "yyyy-MM-dd HH:mm:ss" by a kept formatter, and by one made for the call
 //   threads one shared formatter written with by 16 threads at once, a text and thread
@@ -122,15 +123,20 @@ void registerOurs() {
         return formatter.date(text);
       });
   const Calendar hebrew(Calendar::Identifier::hebrew);
-  row("field/year/hebrew/tessarine", dates(), [hebrew](Date date) { return getYear(date, hebrew); });
+  row("field/year/hebrew/tessarine", dates(),
+      [hebrew](Date date) { return getYear(date, hebrew); });
 }
 
 void registerThreads() {
   const DateFormatter shared(patternText);
-  benchmark::RegisterBenchmark("threads/pattern/tessarine", [shared](benchmark::State& state) {
-    std::size_t i = 0;
-    for (auto _ : state) benchmark::DoNotOptimize(shared.string(dates()[i++ % inputCount]));
-  })->Threads(1)->Threads(16);
+  benchmark::RegisterBenchmark(
+      "threads/pattern/tessarine",
+      [shared](benchmark::State& state) {
+        std::size_t i = 0;
+        for (auto _ : state) benchmark::DoNotOptimize(shared.string(dates()[i++ % inputCount]));
+      })
+      ->Threads(1)
+      ->Threads(16);
 }
 
 void registerLibc() {

@@ -1,5 +1,5 @@
-// Bytes as a compiled zone file and as a rule. A zone that is read can be asked about any time, and a
-// local time that its clocks show leads to an instant at which they show it.
+// Bytes as a compiled zone file and as a rule. A zone that is read can be asked about any time, and
+// a local time that its clocks show leads to an instant at which they show it.
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -16,9 +16,8 @@ using namespace tessarine::internal;
 void check(std::optional<ZoneRules::Table> table) {
   if (!table) return;
   const ZoneRules zone("fuzzed", *std::move(table));
-  for (const std::int64_t second :
-       {-60'000'000'000'000LL, -3'000'000'000LL, 0LL, 1'700'000'000LL, 5'000'000'000LL,
-        60'000'000'000'000LL}) {
+  for (const std::int64_t second : {-60'000'000'000'000LL, -3'000'000'000LL, 0LL, 1'700'000'000LL,
+                                    5'000'000'000LL, 60'000'000'000'000LL}) {
     zone.abbreviation(zone.at(second));
     const std::int64_t local = second + zone.at(second).offset;
     const std::int64_t back = zone.utcOfLocal(local);

@@ -2,6 +2,7 @@
 
 /// Dates: calendar fields, moving and rounding, formats, intervals, weeks and zones.
 #include "tessarine/dates/Calendar+Days.hpp"
+#include "tessarine/dates/CivilDate.hpp"
 #include "tessarine/dates/Date+Comparing.hpp"
 #include "tessarine/dates/Date+Construction.hpp"
 #include "tessarine/dates/Date+Fields.hpp"

@@ -1,8 +1,8 @@
 #include <string>
 
 #include "tessarine/dates/Date+Fields.hpp"
-#include "tessarine/system/time/DateComponents.hpp"
 #include "tessarine/dates/Date+Moving.hpp"
+#include "tessarine/system/time/DateComponents.hpp"
 #include "tessarine/values/fatal.hpp"
 
 namespace tessarine {

@@ -33,8 +33,8 @@ struct TESSARINE_EXPORT DateEncodingStrategy {
   static const Strategy& iso8601DateOnly();
 };
 
-/// What the strategies read: the date of a text, `Date::distantPast` of the empty one; absent when no
-/// formatter takes it.
+/// What the strategies read: the date of a text, `Date::distantPast` of the empty one; absent when
+/// no formatter takes it.
 TESSARINE_EXPORT std::optional<Date> dateByTolerantChain(std::string_view text, bool dateOnly);
 
 }  // namespace tessarine

@@ -112,8 +112,8 @@ class TESSARINE_EXPORT Calendar {
   /// weekday with its ordinal or the week of the month. Their zone goes before the calendar's.
   std::optional<Date> dateFrom(const DateComponents& components) const;
 
-  /// The date that `dateFrom` makes of the date's fields from the year down to `least`, which may be
-  /// `year` to `second`, or of its week and year of weeks with `weekOfYear`; absent for others.
+  /// The date that `dateFrom` makes of the date's fields from the year down to `least`, which may
+  /// be `year` to `second`, or of its week and year of weeks with `weekOfYear`; absent for others.
   std::optional<Date> dateKeeping(Component least, Date date) const;
 
   /// The date that many units later, or earlier when negative. Days and longer units keep the time

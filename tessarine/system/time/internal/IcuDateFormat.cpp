@@ -1,5 +1,6 @@
 #include "tessarine/system/time/internal/IcuDateFormat.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -100,7 +101,8 @@ DateParsing IcuDateFormat::parse(std::string_view utf8) const {
   icu::ParsePosition position(0);
   format_->parse(text, *calendar, position);
   const int index = position.getErrorIndex() >= 0 ? position.getErrorIndex() : position.getIndex();
-  failure.position = utf8Text(text.tempSubString(0, index)).size();
+  // Ill-formed bytes are longer once they are replaced.
+  failure.position = std::min(utf8Text(text.tempSubString(0, index)).size(), utf8.size());
   if (position.getErrorIndex() >= 0 || position.getIndex() != text.length()) return failure;
   UErrorCode status = U_ZERO_ERROR;
   const double milliseconds = calendar->getTime(status);

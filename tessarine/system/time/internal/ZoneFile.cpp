@@ -10,7 +10,6 @@
 namespace tessarine::internal {
 namespace {
 
-constexpr std::size_t headerSize = 44;
 constexpr std::size_t greatestTransitions = 20'000;  // real zones have a few hundred
 constexpr std::int64_t greatestTransition = std::int64_t{1} << 37U;  // 4355 years either way
 
