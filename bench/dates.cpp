@@ -4,8 +4,8 @@
 //           zone is looked up once, and their row is all fields, since they give no fewer
 //   month   a month added; peers clamp the day or carry it over, as they do
 //   begin, end   of the date's day and month
-//   parse, write an ISO 8601 text in GMT by the shared formatter; `chain` is a text that only the
-//   last
+//   parse, write (and write behind a text that has room) an ISO 8601 text in GMT by the shared
+//   formatter; `chain` is a text that only the last
 //           of the tolerant decoder's formatters takes
 //   pattern "yyyy-MM-dd HH:mm:ss" by a kept formatter, and by one made for the call
 //   threads one shared formatter written with by 16 threads at once, a text and thread
@@ -83,8 +83,8 @@ const std::vector<std::string>& texts(const char* behind) {
 
 /// A row that gives each input to `work`, one after the other.
 template <class Input, class Work>
-void row(const std::string& name, const std::vector<Input>& inputs, const Work& work) {
-  benchmark::RegisterBenchmark(name.c_str(), [inputs, work](benchmark::State& state) {
+void row(const std::string& name, const std::vector<Input>& inputs, Work work) {
+  benchmark::RegisterBenchmark(name.c_str(), [inputs, work](benchmark::State& state) mutable {
     std::size_t i = 0;
     const std::uint64_t before = allocations.load();
     for (auto _ : state) {
@@ -112,6 +112,11 @@ void registerOurs() {
   row("parse/tessarine", texts("Z"),
       [](const std::string& text) { return Formatter::iso8601().date(text); });
   row("write/tessarine", dates(), [](Date date) { return Formatter::iso8601().string(date); });
+  row("write/append/tessarine", dates(), [text = std::string()](Date date) mutable {
+    text.clear();
+    Formatter::iso8601().append(date, text);
+    return text.size();
+  });
   row("chain/tessarine", texts(".123+00:00:"), [](const std::string& text) {
     return dateByTolerantChain(std::string_view(text).substr(0, text.size() - 1), false);
   });

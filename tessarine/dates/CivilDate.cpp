@@ -52,8 +52,7 @@ std::int64_t dayNumber(const CivilDate& date) noexcept {
 }
 
 CivilDate civilDate(std::int64_t dayNumber) noexcept {
-  const internal::CivilDay day =
-      internal::civilFromDays(std::clamp(dayNumber, firstDay, lastDay));
+  const internal::CivilDay day = internal::civilFromDays(std::clamp(dayNumber, firstDay, lastDay));
   return {day.year, day.month, day.day};
 }
 
@@ -118,7 +117,7 @@ std::optional<CivilDate> civilDate(const ISOWeekDate& week) noexcept {
       week.year < -greatestYear || week.year > greatestYear) {
     return std::nullopt;
   }
-  const std::int64_t day = firstMondayOfWeekYear(week.year) + (week.week - 1) * 7;
+  const std::int64_t day = firstMondayOfWeekYear(week.year) + std::int64_t{week.week - 1} * 7;
   if (day >= firstMondayOfWeekYear(week.year + 1)) return std::nullopt;
   return civilDate(day + week.weekday - 1);
 }

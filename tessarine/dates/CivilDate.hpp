@@ -11,9 +11,9 @@
 namespace tessarine {
 
 /// A day of the Gregorian calendar without time or zone, such as a birthday. The calendar goes on
-/// before its introduction, with a year 0, as ISO 8601 has it. The functions here are pure, allocate
-/// nothing and take any thread; years count from -2,000,000 to 2,000,000, and amounts that lead
-/// further give the last day that way.
+/// before its introduction, with a year 0, as ISO 8601 has it. The functions here are pure,
+/// allocate nothing and take any thread; years count from -2,000,000 to 2,000,000, and amounts that
+/// lead further give the last day that way.
 struct CivilDate {
   std::int64_t year = 1970;
   int month = 1;  ///< 1 to 12
@@ -41,8 +41,8 @@ struct CivilDifference {
   constexpr bool operator==(const CivilDifference&) const = default;
 };
 
-/// Whether there is that day. The functions below take a day that there is not as the nearest in its
-/// month or year.
+/// Whether there is that day. The functions below take a day that there is not as the nearest in
+/// its month or year.
 TESSARINE_EXPORT bool isValid(const CivilDate& date) noexcept;
 TESSARINE_EXPORT bool isLeapYear(std::int64_t year) noexcept;
 /// Of months outside 1 to 12 those of the nearest.

@@ -1,12 +1,12 @@
 #include "tessarine/dates/CivilDate.hpp"
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <random>
+
+#include <gtest/gtest.h>
 
 namespace tessarine {
 namespace {
@@ -59,8 +59,9 @@ TEST(CivilDate, MonthsYearsAndDifferences) {
 
 TEST(CivilDate, DaysThatAreNone) {
   constexpr std::int64_t huge = std::numeric_limits<std::int64_t>::max();
-  for (const CivilDate& none : {CivilDate{2023, 2, 29}, CivilDate{2023, 0, 1},
-                                CivilDate{2023, 13, 1}, CivilDate{2023, 4, 31}, CivilDate{huge, 1, 1}}) {
+  for (const CivilDate& none :
+       {CivilDate{2023, 2, 29}, CivilDate{2023, 0, 1}, CivilDate{2023, 13, 1},
+        CivilDate{2023, 4, 31}, CivilDate{huge, 1, 1}}) {
     EXPECT_FALSE(isValid(none));
   }
   EXPECT_EQ(dayNumber({2023, 2, 31}), dayNumber({2023, 2, 28}));

@@ -26,7 +26,6 @@ namespace tessarine::tool {
 namespace {
 
 using Component = Calendar::Component;
-using Identifier = Calendar::Identifier;
 
 /// Operations on dates beyond these, 1.9 million years either way, may be programmer errors.
 constexpr double greatestSeconds = 6e13;
@@ -34,37 +33,16 @@ constexpr double greatestSeconds = 6e13;
 template <class Value>
 using Names = std::vector<std::pair<std::string, Value>>;
 
-const Names<Component> units = {{"era", Component::era},
-                                {"year", Component::year},
-                                {"month", Component::month},
-                                {"day", Component::day},
-                                {"hour", Component::hour},
-                                {"minute", Component::minute},
-                                {"second", Component::second},
-                                {"weekday", Component::weekday},
-                                {"weekdayOrdinal", Component::weekdayOrdinal},
-                                {"quarter", Component::quarter},
-                                {"weekOfMonth", Component::weekOfMonth},
-                                {"weekOfYear", Component::weekOfYear},
-                                {"yearForWeekOfYear", Component::yearForWeekOfYear},
-                                {"nanosecond", Component::nanosecond}};
+/// The library's own names of an enumeration's cases.
+template <class Enum>
+Names<Enum> ownNames() {
+  Names<Enum> names;
+  for (const auto& [value, name] : EnumCases<Enum>::all) names.emplace_back(name, value);
+  return names;
+}
 
-const Names<Identifier> calendars = {{"gregorian", Identifier::gregorian},
-                                     {"buddhist", Identifier::buddhist},
-                                     {"chinese", Identifier::chinese},
-                                     {"coptic", Identifier::coptic},
-                                     {"ethiopicAmeteMihret", Identifier::ethiopicAmeteMihret},
-                                     {"ethiopicAmeteAlem", Identifier::ethiopicAmeteAlem},
-                                     {"hebrew", Identifier::hebrew},
-                                     {"iso8601", Identifier::iso8601},
-                                     {"indian", Identifier::indian},
-                                     {"islamic", Identifier::islamic},
-                                     {"islamicCivil", Identifier::islamicCivil},
-                                     {"japanese", Identifier::japanese},
-                                     {"persian", Identifier::persian},
-                                     {"republicOfChina", Identifier::republicOfChina},
-                                     {"islamicTabular", Identifier::islamicTabular},
-                                     {"islamicUmmAlQura", Identifier::islamicUmmAlQura}};
+const Names<Component> units = ownNames<Component>();
+const Names<Calendar::Identifier> calendars = ownNames<Calendar::Identifier>();
 
 const Names<WeekDay> weekdays = {{"sunday", WeekDay::sunday},     {"monday", WeekDay::monday},
                                  {"tuesday", WeekDay::tuesday},   {"wednesday", WeekDay::wednesday},

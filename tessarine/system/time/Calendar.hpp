@@ -1,9 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tessarine/export.hpp"
@@ -11,6 +14,7 @@
 #include "tessarine/system/time/Locale.hpp"
 #include "tessarine/system/time/TimeZone.hpp"
 #include "tessarine/values/Date.hpp"
+#include "tessarine/values/EnumCases.hpp"
 #include "tessarine/values/Range.hpp"
 
 namespace tessarine {
@@ -156,6 +160,50 @@ class TESSARINE_EXPORT Calendar {
   std::uint8_t firstWeekday_ = 1;
   std::uint8_t minimumDaysInFirstWeek_ = 1;
   std::uint8_t weekend_ = 1U << 1U | 1U << 7U;  // a bit for each weekday
+};
+
+// Their raw values are their names: `enumFromRawValue<Calendar::Identifier>("hebrew")`.
+
+template <>
+struct EnumCases<Calendar::Identifier> {
+  static constexpr std::array all{
+      std::pair{Calendar::Identifier::gregorian, std::string_view("gregorian")},
+      std::pair{Calendar::Identifier::buddhist, std::string_view("buddhist")},
+      std::pair{Calendar::Identifier::chinese, std::string_view("chinese")},
+      std::pair{Calendar::Identifier::coptic, std::string_view("coptic")},
+      std::pair{Calendar::Identifier::ethiopicAmeteMihret, std::string_view("ethiopicAmeteMihret")},
+      std::pair{Calendar::Identifier::ethiopicAmeteAlem, std::string_view("ethiopicAmeteAlem")},
+      std::pair{Calendar::Identifier::hebrew, std::string_view("hebrew")},
+      std::pair{Calendar::Identifier::iso8601, std::string_view("iso8601")},
+      std::pair{Calendar::Identifier::indian, std::string_view("indian")},
+      std::pair{Calendar::Identifier::islamic, std::string_view("islamic")},
+      std::pair{Calendar::Identifier::islamicCivil, std::string_view("islamicCivil")},
+      std::pair{Calendar::Identifier::japanese, std::string_view("japanese")},
+      std::pair{Calendar::Identifier::persian, std::string_view("persian")},
+      std::pair{Calendar::Identifier::republicOfChina, std::string_view("republicOfChina")},
+      std::pair{Calendar::Identifier::islamicTabular, std::string_view("islamicTabular")},
+      std::pair{Calendar::Identifier::islamicUmmAlQura, std::string_view("islamicUmmAlQura")}};
+};
+
+template <>
+struct EnumCases<Calendar::Component> {
+  static constexpr std::array all{
+      std::pair{Calendar::Component::era, std::string_view("era")},
+      std::pair{Calendar::Component::year, std::string_view("year")},
+      std::pair{Calendar::Component::month, std::string_view("month")},
+      std::pair{Calendar::Component::day, std::string_view("day")},
+      std::pair{Calendar::Component::hour, std::string_view("hour")},
+      std::pair{Calendar::Component::minute, std::string_view("minute")},
+      std::pair{Calendar::Component::second, std::string_view("second")},
+      std::pair{Calendar::Component::weekday, std::string_view("weekday")},
+      std::pair{Calendar::Component::weekdayOrdinal, std::string_view("weekdayOrdinal")},
+      std::pair{Calendar::Component::quarter, std::string_view("quarter")},
+      std::pair{Calendar::Component::weekOfMonth, std::string_view("weekOfMonth")},
+      std::pair{Calendar::Component::weekOfYear, std::string_view("weekOfYear")},
+      std::pair{Calendar::Component::yearForWeekOfYear, std::string_view("yearForWeekOfYear")},
+      std::pair{Calendar::Component::nanosecond, std::string_view("nanosecond")},
+      std::pair{Calendar::Component::calendar, std::string_view("calendar")},
+      std::pair{Calendar::Component::timeZone, std::string_view("timeZone")}};
 };
 
 }  // namespace tessarine

@@ -108,12 +108,13 @@ Locale DateFormatter::locale() const noexcept { return parts_->locale; }
 Calendar DateFormatter::calendar() const noexcept { return parts_->calendar; }
 TimeZone DateFormatter::timeZone() const noexcept { return parts_->calendar.timeZone(); }
 
-std::string DateFormatter::string(Date date) const {
-  if (!(std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval)) return {};
+void DateFormatter::append(Date date, std::string& text) const {
+  if (!(std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval)) return;
   if (parts_->numbers) {
-    return parts_->numbers->string(internal::Instant(date), timeZone().rules());
+    parts_->numbers->append(text, internal::Instant(date), timeZone().rules());
+  } else if (parts_->icu != nullptr) {
+    text += parts_->icu->string(date);
   }
-  return parts_->icu != nullptr ? parts_->icu->string(date) : std::string();
 }
 
 DateParsing DateFormatter::parse(std::string_view text) const {

@@ -57,7 +57,13 @@ class TESSARINE_EXPORT DateFormatter {
   TimeZone timeZone() const noexcept;
 
   /// Empty when calendars do not know the date.
-  std::string string(Date date) const;
+  std::string string(Date date) const {
+    std::string text;
+    append(date, text);
+    return text;
+  }
+  /// The same behind a text, which spares an allocation where there is room.
+  void append(Date date, std::string& text) const;
   /// The date of a text that fits the pattern as a whole, absent for any other. Fields that the
   /// pattern lacks are those of 1970-01-01 00:00; a time that clocks skip moves forward by what
   /// they skip.

@@ -97,17 +97,17 @@ const ISO8601DateFormatter& ISO8601DateFormatter::shared() noexcept {
   return formatter;
 }
 
-std::string ISO8601DateFormatter::string(Date date) const {
-  if (!(std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval)) return {};
+void ISO8601DateFormatter::append(Date date, std::string& text) const {
+  if (!(std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval)) return;
   const internal::Instant instant(date);
   const int odd = zone_.rules().at(instant.second).offset % 60;
   if (odd == 0 || (formatOptions_ & withTimeZone) == 0) {
-    return pattern_->string(instant, zone_.rules());
+    return pattern_->append(text, instant, zone_.rules());
   }
   // Clocks before there were zones: the same instant by the next clock of whole minutes.
   const int offset = zone_.rules().at(instant.second).offset - odd;
   const internal::ZoneRules whole("", internal::fixedZone(offset, ""));
-  return pattern_->string(instant, whole);
+  pattern_->append(text, instant, whole);
 }
 
 DateParsing ISO8601DateFormatter::parse(std::string_view text) const noexcept {

@@ -50,7 +50,13 @@ class TESSARINE_EXPORT ISO8601DateFormatter {
 
   /// The second that `date` lies in, or with `withFractionalSeconds` the millisecond; the rest is
   /// cut. Empty when the year is not one of 0 to 9999, or the date is no number.
-  std::string string(Date date) const;
+  std::string string(Date date) const {
+    std::string text;
+    append(date, text);
+    return text;
+  }
+  /// The same behind a text, which spares an allocation where there is room.
+  void append(Date date, std::string& text) const;
 
   /// The date of a text as a whole: upper-case T, zone "Z", "+hh:mm" or "-hh:mm" up to 23:59
   /// (without colon in forms without), a fraction of 1 to 9 digits exactly in forms with one.

@@ -148,28 +148,9 @@ class Reader {
     return value;
   }
 
-  /// The digits of a shape such as "0000-00-00" as one number, when it is there; nothing is taken
-  /// else.
-  template <std::size_t size>
-  std::optional<std::uint32_t> shaped(
-      const char (&shape)[size]) {  // NOLINT(modernize-avoid-c-arrays)
-    constexpr std::size_t length = size - 1;
-    if (static_cast<std::size_t>(end_ - at_) < length) return std::nullopt;
-    std::uint32_t value = 0;
-    bool fits = true;
-    for (std::size_t i = 0; i < length; ++i) {
-      if (shape[i] == '0') {
-        const auto digit = static_cast<unsigned>(static_cast<unsigned char>(at_[i])) - '0';
-        fits = fits && digit <= 9;
-        value = value * 10 + digit;
-      } else {
-        fits = fits && at_[i] == shape[i];
-      }
-    }
-    if (!fits) return std::nullopt;
-    at_ += length;
-    return value;
-  }
+  /// The next bytes, null when there are fewer.
+  const char* ahead(std::ptrdiff_t count) const { return end_ - at_ < count ? nullptr : at_; }
+  void skip(std::ptrdiff_t count) { at_ += count; }
 
   std::size_t countDigits(std::size_t greatest) const {
     std::size_t count = 0;
@@ -235,29 +216,55 @@ constexpr std::array colonTimePieces = {fixedNumber(Field::hour, 2), Piece{.lite
                                         fixedNumber(Field::minute, 2), Piece{.literal = ':'},
                                         fixedNumber(Field::second, 2)};
 
+/// Pairs of digits at places of a text, checked together in the end.
+class DigitPairs {
+ public:
+  explicit DigitPairs(const char* text) : text_(text) {}
+
+  int at(std::size_t place) {
+    const unsigned tens = digit(text_[place]);
+    const unsigned ones = digit(text_[place + 1]);
+    isGood_ = isGood_ && tens <= 9 && ones <= 9;
+    return static_cast<int>(tens * 10 + ones);
+  }
+  void expect(std::size_t place, char c) { isGood_ = isGood_ && text_[place] == c; }
+  bool areGood() const { return isGood_; }
+
+ private:
+  static unsigned digit(char c) { return static_cast<unsigned char>(c) - unsigned{'0'}; }
+
+  const char* text_;
+  bool isGood_ = true;
+};
+
 void readDashedDate(Reader& reader, ReadFields& fields) {
-  Reader attempt = reader;
-  if (const auto digits = attempt.shaped("0000-00-00")) {
-    fields.year = static_cast<int>(*digits / 10'000);
-    fields.month = static_cast<int>(*digits / 100 % 100);
-    fields.day = static_cast<int>(*digits % 100);
-    if (fields.month >= 1 && fields.month <= 12 && fields.day >= 1 && fields.day <= 31) {
-      reader = attempt;
-      return;
+  constexpr std::ptrdiff_t length = 10;
+  if (const char* const text = reader.ahead(length)) {
+    DigitPairs pairs(text);
+    fields.year = pairs.at(0) * 100 + pairs.at(2);
+    fields.month = pairs.at(5);
+    fields.day = pairs.at(8);
+    pairs.expect(4, '-');
+    pairs.expect(7, '-');
+    if (pairs.areGood() && fields.month >= 1 && fields.month <= 12 && fields.day >= 1 &&
+        fields.day <= 31) {
+      return reader.skip(length);
     }
   }
   readPieces(reader, dashedDatePieces, fields);
 }
 
 void readColonTime(Reader& reader, ReadFields& fields) {
-  Reader attempt = reader;
-  if (const auto digits = attempt.shaped("00:00:00")) {
-    fields.hour = static_cast<int>(*digits / 10'000);
-    fields.minute = static_cast<int>(*digits / 100 % 100);
-    fields.second = static_cast<int>(*digits % 100);
-    if (fields.hour <= 23 && fields.minute <= 59 && fields.second <= 59) {
-      reader = attempt;
-      return;
+  constexpr std::ptrdiff_t length = 8;
+  if (const char* const text = reader.ahead(length)) {
+    DigitPairs pairs(text);
+    fields.hour = pairs.at(0);
+    fields.minute = pairs.at(3);
+    fields.second = pairs.at(6);
+    pairs.expect(2, ':');
+    pairs.expect(5, ':');
+    if (pairs.areGood() && fields.hour <= 23 && fields.minute <= 59 && fields.second <= 59) {
+      return reader.skip(length);
     }
   }
   readPieces(reader, colonTimePieces, fields);
@@ -327,13 +334,16 @@ std::optional<std::int64_t> dayOf(const ReadFields& fields, DatePattern::Days da
       if (fields.dayOfYear > (isLeapYear(fields.year) ? 366 : 365)) return std::nullopt;
       return daysFromCivil({fields.year, 1, 1}) + fields.dayOfYear - 1;
     }
-    if (fields.day > daysInMonth(fields.year, fields.month)) return std::nullopt;
-    return daysFromCivil({fields.year, fields.month, fields.day});
+    if (fields.day > 28 && fields.day > daysInMonth(fields.year, fields.month)) {
+      return std::nullopt;
+    }
+    const CivilDay day{fields.year, fields.month, fields.day};
+    return fields.year > 0 ? daysFromRecentCivil(day) : daysFromCivil(day);
   }
   const bool isLeftOut =
       fields.year == 1582 && fields.month == 10 && fields.day > 4 && fields.day < 15;
   if (fields.year == 0 || isLeftOut ||
-      fields.day > gregorianDaysInMonth(fields.year, fields.month)) {
+      (fields.day > 28 && fields.day > gregorianDaysInMonth(fields.year, fields.month))) {
     return std::nullopt;
   }
   return daysFromGregorian({fields.year, fields.month, fields.day});
@@ -457,13 +467,13 @@ void DatePattern::fuse() {
   pieces_[count_ - std::size_t{1}] = {.field = isDate ? Field::dashedDate : Field::colonTime};
 }
 
-std::string DatePattern::string(const Instant& instant, const ZoneRules& zone) const {
+void DatePattern::append(std::string& text, const Instant& instant, const ZoneRules& zone) const {
   const LocalTime local(zone, instant);
   const bool isIso = days_ == Days::iso;
   const CivilDay civil = isIso && local.day < firstGregorianDay ? civilFromDays(local.day)
                                                                 : gregorianFromDays(local.day);
   std::int64_t year = civil.year;
-  if (isIso && (year < 0 || year > 9999)) return {};
+  if (isIso && (year < 0 || year > 9999)) return;
   if (!isIso && year < 1) year = 1 - year;
   std::array<char, greatestCount * longestPiece>
       buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): written before it is read
@@ -488,7 +498,7 @@ std::string DatePattern::string(const Instant& instant, const ZoneRules& zone) c
         break;
       case Field::weekYear: {
         const std::int64_t weekYear = IsoWeek(local.day).year;
-        if (weekYear < 0 || weekYear > 9999) return {};
+        if (weekYear < 0 || weekYear > 9999) return;
         out = writeNumber(out, weekYear, piece.width);
         break;
       }
@@ -521,7 +531,7 @@ std::string DatePattern::string(const Instant& instant, const ZoneRules& zone) c
         break;
     }
   }
-  return {buffer.data(), out};
+  text.append(buffer.data(), out);
 }
 
 DateParsing DatePattern::parse(std::string_view text, const ZoneRules& zone) const noexcept {

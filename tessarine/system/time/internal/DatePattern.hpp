@@ -70,8 +70,8 @@ class DatePattern {
   bool add(Piece piece);
   bool addLiteral(char c) { return add({.literal = c}); }
 
-  /// Empty for years that the kind of days does not have.
-  std::string string(const Instant& instant, const ZoneRules& zone) const;
+  /// Nothing for years that the kind of days does not have.
+  void append(std::string& text, const Instant& instant, const ZoneRules& zone) const;
   /// Fields that the layout lacks are those of 1970-01-01 00:00; without a zone in it, that of
   /// `zone`.
   DateParsing parse(std::string_view text, const ZoneRules& zone) const noexcept;
