@@ -297,7 +297,7 @@ std::optional<Date> Calendar::dateBySettingHour(int hour, int minute, int second
   }
   const auto& zone = zone_.rules();
   const std::int64_t day = LocalTime(zone, Instant(date)).day;
-  const std::int64_t wanted = day * secondsADay + (hour * 60 + minute) * 60 + second;
+  const std::int64_t wanted = day * secondsADay + std::int64_t{hour * 60 + minute} * 60 + second;
   const auto result = internal::dateOfLocal(zone, wanted);
   if (!result) return std::nullopt;
   const Instant instant(*result);

@@ -18,9 +18,9 @@ constexpr std::size_t longestPiece = 24;  // more than any number of 64 bits
 
 constexpr auto digitPairs = [] {
   std::array<char, 200> pairs{};
-  for (int i = 0; i < 100; ++i) {
-    pairs[static_cast<std::size_t>(2 * i)] = static_cast<char>('0' + i / 10);
-    pairs[static_cast<std::size_t>(2 * i + 1)] = static_cast<char>('0' + i % 10);
+  for (std::size_t i = 0; i < 100; ++i) {
+    pairs[2 * i] = static_cast<char>('0' + i / 10);
+    pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
   }
   return pairs;
 }();
@@ -325,7 +325,8 @@ void readField(Reader& reader, const Piece& piece, ReadFields& fields) {
 std::optional<std::int64_t> dayOf(const ReadFields& fields, DatePattern::Days days, bool hasWeek) {
   if (hasWeek) {
     const std::int64_t first = firstMondayOfWeekYear(fields.year);
-    const std::int64_t day = first + (std::max(fields.week, 1) - 1) * 7 + fields.weekday - 1;
+    const std::int64_t day =
+        first + std::int64_t{std::max(fields.week, 1) - 1} * 7 + fields.weekday - 1;
     if (day >= firstMondayOfWeekYear(fields.year + 1)) return std::nullopt;
     return day;
   }
@@ -547,8 +548,8 @@ DateParsing DatePattern::parse(std::string_view text, const ZoneRules& zone) con
   }
   const auto day = dayOf(fields, days_, hasWeek_);
   if (!day) return {.date = std::nullopt, .position = 0, .expected = "a day that exists"};
-  const std::int64_t local =
-      *day * secondsADay + std::int64_t{fields.hour} * 3600 + fields.minute * 60 + fields.second;
+  const std::int64_t local = *day * secondsADay + std::int64_t{fields.hour} * 3600 +
+                             std::int64_t{fields.minute} * 60 + fields.second;
   const std::int64_t second = hasZone_ ? local - fields.offset : zone.utcOfLocal(local);
   return {.date = Instant(second, fields.fraction).date(), .position = text.size(), .expected = {}};
 }

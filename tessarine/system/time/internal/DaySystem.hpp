@@ -36,7 +36,6 @@ class DaySystem {
  public:
   DaySystem(const DaySystem&) = delete;
   DaySystem& operator=(const DaySystem&) = delete;
-  virtual ~DaySystem() = default;
 
   virtual DayFields fields(std::int64_t day) const = 0;
   /// Months and days outside their range carry over.
@@ -53,6 +52,7 @@ class DaySystem {
 
  protected:
   DaySystem() = default;
+  ~DaySystem() = default;  // they live as long as the process
 };
 
 const DaySystem& daySystem(Calendar::Identifier identifier);

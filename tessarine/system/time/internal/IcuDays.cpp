@@ -151,10 +151,11 @@ std::vector<std::string> icuMonthSymbols(const std::string& calendar, const std:
 
 const DaySystem& daySystem(Identifier identifier) {
   if (isGregorian(identifier)) return GregorianDays::shared();
-  static const auto& systems = *new auto([]<std::size_t... i>(std::index_sequence<i...>) {
-    return std::array{std::make_unique<const IcuDays>(static_cast<Identifier>(i))...};
-  }(std::make_index_sequence<identifierCount>()));
-  return *systems.at(static_cast<std::size_t>(identifier));
+  static const auto systems = []<std::size_t... i>(std::index_sequence<i...>) {
+    return std::array<IcuDays, sizeof...(i)>{IcuDays(static_cast<Identifier>(i))...};
+  }
+  (std::make_index_sequence<identifierCount>());
+  return systems.at(static_cast<std::size_t>(identifier));
 }
 
 }  // namespace tessarine::internal

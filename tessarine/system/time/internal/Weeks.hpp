@@ -34,7 +34,7 @@ inline WeekOfYear weekOfYear(const DaySystem& days, const WeekRule& rule, std::i
   std::int64_t start = rule.firstWeek(days.firstDayOfYear(extendedYear));
   if (day < start) {
     start = rule.firstWeek(days.firstDayOfYear(--extendedYear));
-  } else if (day >= start + 51 * 7) {
+  } else if (day >= start + std::int64_t{51} * 7) {
     const std::int64_t next = rule.firstWeek(days.firstDayOfYear(extendedYear + 1));
     if (day >= next) return {extendedYear + 1, static_cast<int>((day - next) / 7) + 1};
   }
