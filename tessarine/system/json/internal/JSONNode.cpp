@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tessarine/system/json/internal/JSONKeys.hpp"
+
 namespace tessarine::internal {
 namespace {
 
@@ -175,7 +177,7 @@ JSONNode& JSONNodeTree::member(JSONNode& object, std::string_view key) {
   JSONNode& node = newNode(object);
   node.ownKey = key;
   node.step.key = node.ownKey;
-  node.key = JSONValueWriter::convertedKey(options_, key, object.path);
+  node.key = writtenJSONKey(options_.keyEncodingStrategy, key, object.path);
   if (object.children.size() == largeObject + 1) {
     for (JSONNode* child : object.children) object.childrenByKey.emplace(child->ownKey, child);
   } else if (object.children.size() > largeObject) {
