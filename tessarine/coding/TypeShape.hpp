@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <any>
 #include <array>
+#include <atomic>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -66,13 +67,53 @@ enum class ShapeKind : std::uint8_t {
   custom,  ///< a type with nothing but its own `encode` and `decode`
 };
 
+struct EncodableValue;
+
 /// A described member: its key, where it lies in an object, and what it is.
-struct FieldShape {
-  std::string_view name;
-  bool isPlainName;  ///< nothing but ASCII letters, digits, "_", "-" and "."
-  void* (*address)(void* object);
-  const TypeShape* shape;
+class FieldShape {
+ public:
+  constexpr FieldShape(std::string_view fieldName, const TypeShape* fieldShape,
+                       void* (*locate)(void* object)) noexcept;
+
+  const std::string_view name;
+  const TypeShape* const shape;
+  const bool isPlainName;  ///< nothing but ASCII letters, digits, "_", "-" and "."
+
+  /// The member of `object`. Asks only once where it lies, which calls through a pointer.
+  void* address(void* object) const noexcept {
+    std::ptrdiff_t offset = offset_.load(std::memory_order_relaxed);
+    if (offset == unknown) {
+      offset = static_cast<char*>(locate_(object)) - static_cast<char*>(object);
+      offset_.store(offset, std::memory_order_relaxed);
+    }
+    return static_cast<char*>(object) + offset;
+  }
+  /// What is written of the member: of an optional one what it holds, at null when it is absent.
+  inline EncodableValue valueIn(const void* object) const;
+
+ private:
+  static constexpr std::ptrdiff_t unknown = -1;
+
+  void* (*locate_)(void* object);
+  mutable std::atomic<std::ptrdiff_t> offset_{unknown};
 };
+
+namespace detail {
+constexpr bool isPlainName(std::string_view name) {
+  return std::all_of(name.begin(), name.end(), [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '-' || c == '.';
+  });
+}
+
+}  // namespace detail
+
+constexpr FieldShape::FieldShape(std::string_view fieldName, const TypeShape* fieldShape,
+                                 void* (*locate)(void* object)) noexcept
+    : name(fieldName),
+      shape(fieldShape),
+      isPlainName(detail::isPlainName(fieldName)),
+      locate_(locate) {}
 
 struct OptionalShape {
   const TypeShape* wrapped;
@@ -152,6 +193,12 @@ struct EncodableValue {
   }
   std::any copy() const { return shape->copy(address); }
 };
+
+EncodableValue FieldShape::valueIn(const void* object) const {
+  const void* const member = address(const_cast<void*>(object));
+  if (shape->kind != ShapeKind::optional) return {member, shape};
+  return {shape->optional->get(member), shape->optional->wrapped};
+}
 
 /// A place for a value of any decodable type, borrowed for the length of one call.
 struct DecodableSlot {
@@ -295,13 +342,6 @@ constexpr bool isDecodable() {
 
 // ---- the tables ----
 
-constexpr bool isPlainName(std::string_view name) {
-  return std::all_of(name.begin(), name.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-           c == '-' || c == '.';
-  });
-}
-
 template <class T, std::size_t i>
 void* fieldAddress(void* object) {
   return std::addressof(static_cast<T*>(object)->*std::get<i>(T::codingFields).member);
@@ -315,11 +355,11 @@ struct Fields {
 
   template <std::size_t... i>
   static constexpr std::array<FieldShape, count> make(std::index_sequence<i...> /*indices*/) {
-    return {FieldShape{
-        std::get<i>(T::codingFields).name, isPlainName(std::get<i>(T::codingFields).name),
-        &fieldAddress<T, i>,
+    return {FieldShape(
+        std::get<i>(T::codingFields).name,
         &ShapeOf<std::remove_cvref_t<decltype(std::declval<T&>().*
-                                              std::get<i>(T::codingFields).member)>>::value}...};
+                                              std::get<i>(T::codingFields).member)>>::value,
+        &fieldAddress<T, i>)...};
   }
 };
 template <class T>

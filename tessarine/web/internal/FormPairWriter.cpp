@@ -23,12 +23,8 @@ bool FormPairWriter::writeMembers(EncodableValue object, const CodingPathNode* p
     return isWritten;
   }
   for (const FieldShape& field : object.shape->fields) {
-    EncodableValue value{field.address(const_cast<void*>(object.address)), field.shape};
-    if (field.shape->kind == ShapeKind::optional) {
-      const OptionalShape& optional = *field.shape->optional;
-      value = {optional.get(value.address), optional.wrapped};
-      if (value.address == nullptr) continue;
-    }
+    const EncodableValue value = field.valueIn(object.address);
+    if (value.address == nullptr) continue;
     if (!writeMember(field.name, value, path)) return false;
   }
   return true;

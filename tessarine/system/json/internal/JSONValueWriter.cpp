@@ -252,11 +252,8 @@ void JSONValueWriter::writeFields(EncodableValue value, const CodingPathNode* pa
   CodingPathNode step{path};
   bool isFirst = true;
   for (const FieldShape& field : value.shape->fields) {
-    EncodableValue member{field.address(const_cast<void*>(value.address)), field.shape};
-    if (field.shape->kind == ShapeKind::optional) {
-      member = {field.shape->optional->get(member.address), field.shape->optional->wrapped};
-      if (member.address == nullptr) continue;
-    }
+    const EncodableValue member = field.valueIn(value.address);
+    if (member.address == nullptr) continue;
     step.key = field.name;
     if (!std::exchange(isFirst, false)) out_.append(',');
     if (field.isPlainName) {
@@ -284,11 +281,8 @@ void JSONValueWriter::writeFieldsConverted(EncodableValue value, const CodingPat
   std::vector<Member> members;
   members.reserve(value.shape->fields.size());
   for (const FieldShape& field : value.shape->fields) {
-    EncodableValue member{field.address(const_cast<void*>(value.address)), field.shape};
-    if (field.shape->kind == ShapeKind::optional) {
-      member = {field.shape->optional->get(member.address), field.shape->optional->wrapped};
-      if (member.address == nullptr) continue;
-    }
+    const EncodableValue member = field.valueIn(value.address);
+    if (member.address == nullptr) continue;
     members.push_back(
         {writtenJSONKey(options_.keyEncodingStrategy, field.name, path), &field, member});
   }
