@@ -130,6 +130,9 @@ struct SequenceShape {
   /// The elements in order; those of an unordered set by `<` where they have it.
   void (*forEach)(const void* sequence, FunctionRef<void(const void*)> visit);
   void (*clear)(void* sequence);
+  /// Adds an element made by default and gives its place, to be read into; null where elements
+  /// cannot be made so.
+  void* (*emplace)(void* sequence);
   /// Adds one element, which `fill` reads in. False, without a call, when there is no room.
   bool (*append)(void* sequence, std::size_t index, FunctionRef<void(void*)> fill);
   std::size_t fixedSize;  ///< of a std::array, which has to be filled; else 0
@@ -415,16 +418,24 @@ struct Sequences {
   static void clear(void* sequence) {
     if constexpr (!isFixedArray<T>) static_cast<T*>(sequence)->clear();
   }
+  static void* emplace(void* sequence) {
+    T& elements = *static_cast<T*>(sequence);
+    if constexpr (growsFromNothing) {
+      if (elements.capacity() == 0) elements.reserve(firstCapacity);
+    }
+    return std::addressof(elements.emplace_back());
+  }
+  static constexpr auto emplaceOrNull() -> void* (*)(void*) {
+    if constexpr (emplacesInPlace()) return &emplace;
+    return nullptr;
+  }
   static bool append(void* sequence, std::size_t index, FunctionRef<void(void*)> fill) {
     T& elements = *static_cast<T*>(sequence);
     if constexpr (isFixedArray<T>) {
       if (index >= elements.size()) return false;
       fill(std::addressof(elements[index]));
     } else if constexpr (emplacesInPlace()) {
-      if constexpr (growsFromNothing) {
-        if (elements.capacity() == 0) elements.reserve(firstCapacity);
-      }
-      fill(std::addressof(elements.emplace_back()));
+      fill(emplace(sequence));
     } else {
       Holder<Element> holder{};
       fill(&holder);
@@ -458,6 +469,7 @@ struct Sequences {
                                        &ShapeOf<Holder<Element>>::value,
                                        &forEach,
                                        &clear,
+                                       emplaceOrNull(),
                                        &append,
                                        fixedSize(),
                                        inARow ? sizeof(Element) : 0,

@@ -65,8 +65,8 @@ inline std::optional<std::int64_t> shortJSONInteger(std::string_view text) noexc
 /// point numbers accurately", 1990). Absent for all others.
 inline std::optional<double> shortJSONDouble(std::string_view text) noexcept {
   constexpr std::size_t mostDigits = 15;
-  constexpr std::array<double, mostDigits + 1> powers{1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                                      1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  static constexpr std::array<double, mostDigits + 1> powers{
+      1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
   const bool isNegative = text.starts_with('-');
   const std::size_t first = isNegative ? 1 : 0;
   std::size_t at = first;

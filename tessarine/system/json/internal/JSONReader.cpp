@@ -78,78 +78,67 @@ DecodingError JSONReader::dataCorrupted(std::uint32_t position, std::string why,
           {codingPath(path), std::move(why), nullptr, tokens_.offsetOf(position)}};
 }
 
-void JSONReader::refuseNumber(ShapeKind kind, const CodingPathNode* path) const {
+void JSONReader::refuseNumber(std::uint32_t at, ShapeKind kind, const CodingPathNode* path) const {
   tokens_.requireDocument();
   constexpr std::size_t longestShown = 40;
-  const std::string number(tokens_.numberAt(at_).substr(0, longestShown));
-  throw dataCorrupted(at_, "The number " + number + " does not fit in " + std::string(nameOf(kind)),
+  const std::string number(tokens_.numberAt(at).substr(0, longestShown));
+  throw dataCorrupted(at, "The number " + number + " does not fit in " + std::string(nameOf(kind)),
                       path);
 }
 
-void JSONReader::missing(const FieldShape& field, std::uint32_t position,
+void JSONReader::missing(const FieldShape& field, std::uint32_t object,
                          const CodingPathNode* path) const {
   tokens_.requireDocument();
   throw DecodingError::keyNotFound(
       AnyCodingKey(field.name),
       {codingPath(path), "No value for the key \"" + std::string(field.name) + "\"", nullptr,
-       tokens_.offsetOf(position)});
+       tokens_.offsetOf(object)});
 }
 
 // ---- lists ----
 
-bool JSONReader::beginList(char open, char close, ShapeKind expected, const CodingPathNode* path) {
-  if (tokens_.charAt(at_) != open) mismatch(at_, expected, path);
-  if (depth_ == deepestJSON)
-    tokens_.invalid(tokens_.offsetOf(at_), "nested deeper than 512 levels");
-  ++at_;
-  if (tokens_.charAt(at_) == close) {
-    ++at_;
-    return false;
-  }
+bool JSONReader::beginList(std::uint32_t at, char open, char close, ShapeKind expected,
+                           const CodingPathNode* path) {
+  if (tokens_.charAt(at) != open) mismatch(at, expected, path);
+  if (depth_ == deepestJSON) tokens_.invalid(tokens_.offsetOf(at), "nested deeper than 512 levels");
+  if (tokens_.charAt(at + 1) == close) return false;
   ++depth_;
   return true;
 }
 
-bool JSONReader::nextInList(char close) {
-  const char c = tokens_.charAt(at_);
-  if (c != ',' && c != close) tokens_.unexpected(at_);
-  ++at_;
+bool JSONReader::nextInList(std::uint32_t at, char close) {
+  const char c = tokens_.charAt(at);
   if (c == ',') return true;
+  if (c != close) tokens_.unexpected(at);
   --depth_;
   return false;
 }
 
-void JSONReader::takeColon() {
-  if (tokens_.charAt(++at_) != ':') tokens_.unexpected(at_);
-  ++at_;
+void JSONReader::requireColon(std::uint32_t at) const {
+  if (tokens_.charAt(at) != ':') tokens_.unexpected(at);
 }
 
-std::string_view JSONReader::takeKey(std::string& scratch) {
-  if (tokens_.charAt(at_) != '"') tokens_.unexpected(at_);
-  const std::string_view key = tokens_.stringAt(at_, scratch);
-  takeColon();
-  return key;
+std::string_view JSONReader::keyAt(std::uint32_t at, std::string& scratch) const {
+  if (tokens_.charAt(at) != '"') tokens_.unexpected(at);
+  return tokens_.stringAt(at, scratch);
 }
 
-std::size_t JSONReader::takeField(std::span<const FieldShape> fields, std::size_t expected,
-                                  const CodingPathNode* path) {
+std::size_t JSONReader::fieldAt(std::uint32_t at, std::span<const FieldShape> fields,
+                                std::size_t expected, const CodingPathNode* path) const {
   if (options_.keyDecodingStrategy.kind() == JSONKeyStrategy::useDefaultKeys) {
     std::size_t i = expected;
     for (std::size_t left = fields.size(); left > 0; --left, ++i) {
       if (i >= fields.size()) i = 0;
-      if (fields[i].isPlainName && tokens_.isPlainString(at_, fields[i].name)) {
-        takeColon();
-        return i;
-      }
+      if (fields[i].isPlainName && tokens_.isPlainString(at, fields[i].name)) return i;
     }
   }
-  return takeOtherField(fields, path);
+  return otherFieldAt(at, fields, path);
 }
 
-std::size_t JSONReader::takeOtherField(std::span<const FieldShape> fields,
-                                       const CodingPathNode* path) {
+std::size_t JSONReader::otherFieldAt(std::uint32_t at, std::span<const FieldShape> fields,
+                                     const CodingPathNode* path) const {
   std::string scratch;
-  const std::string key = readJSONKey(options_.keyDecodingStrategy, takeKey(scratch), path);
+  const std::string key = readJSONKey(options_.keyDecodingStrategy, keyAt(at, scratch), path);
   const auto found = std::find_if(fields.begin(), fields.end(),
                                   [&](const FieldShape& field) { return field.name == key; });
   return static_cast<std::size_t>(found - fields.begin());
@@ -158,21 +147,18 @@ std::size_t JSONReader::takeOtherField(std::span<const FieldShape> fields,
 // ---- values ----
 
 void JSONReader::readDocument(DecodableSlot slot) {
-  read(slot, nullptr);
-  if (at_ != tokens_.count()) tokens_.unexpected(at_);
+  const std::uint32_t end = read(slot, 0, nullptr);
+  if (end != tokens_.count()) tokens_.unexpected(end);
 }
 
 void JSONReader::readAt(std::uint32_t position, DecodableSlot slot, const CodingPathNode* path) {
-  const std::uint32_t kept = std::exchange(at_, position);
   const std::size_t depth = depth_;
   try {
-    read(slot, path);
+    read(slot, position, path);
   } catch (...) {  // the host may go on with something else
-    at_ = kept;
     depth_ = depth;
     throw;
   }
-  at_ = kept;
 }
 
 bool JSONReader::mayRead(std::uint32_t position, ShapeKind kind) const noexcept {
@@ -204,116 +190,108 @@ bool JSONReader::mayRead(std::uint32_t position, ShapeKind kind) const noexcept 
   }
 }
 
-void JSONReader::read(DecodableSlot slot, const CodingPathNode* path) {
+std::uint32_t JSONReader::read(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path) {
   const TypeShape& shape = *slot.shape;
   if (shape.decode != nullptr) {
-    return readByHand([&](Decoder& decoder) { shape.decode(slot.address, decoder); }, path);
+    return readByHand([&](Decoder& decoder) { shape.decode(slot.address, decoder); }, at, path);
   }
-  const bool isInteger =
-      withIntegerType(shape.kind, [&]<class Integer>() { readInteger(as<Integer>(slot), path); });
-  if (isInteger) return;
   switch (shape.kind) {
-    case ShapeKind::text:
-      return readString(as<std::string>(slot), path);
-    case ShapeKind::float64:
-      return readFloat(as<double>(slot), path);
-    case ShapeKind::boolean:
-      return readBoolean(as<bool>(slot), path);
     case ShapeKind::optional:
-      return readOptional(slot, path);
+      return readOptional(slot, at, path);
     case ShapeKind::sequence:
-      return readSequence(slot, path);
+      return readSequence(slot, at, path);
     case ShapeKind::map:
-      return readMap(slot, path);
+      return readMap(slot, at, path);
     case ShapeKind::object:
-      return readFields(slot, path);
-    case ShapeKind::float32:
-      return readFloat(as<float>(slot), path);
+      return readFields(slot, at, path);
     case ShapeKind::date:
-      return readDate(as<Date>(slot), path);
+      return readDate(as<Date>(slot), at, path);
     case ShapeKind::data:
-      return readData(as<Data>(slot), path);
-    case ShapeKind::uuid:
-      return readUUID(as<UUID>(slot), path);
-    case ShapeKind::decimal:
-      return readDecimal(as<Decimal>(slot), path);
-    case ShapeKind::enumeration:
-      return readEnumeration(slot, path);
+      return readData(as<Data>(slot), at, path);
     default:
-      throw dataCorrupted(at_, "The type has no decode.", path);
+      readScalar(slot, at, path);
+      return at + 1;
   }
 }
 
-void JSONReader::readOptional(DecodableSlot slot, const CodingPathNode* path) {
-  const OptionalShape& shape = *slot.shape->optional;
-  if (tokens_.charAt(at_) == 'n' && tokens_.tokenAt(at_) == Token::null) {
-    ++at_;
-    return shape.reset(slot.address);
+void JSONReader::readScalar(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path) {
+  const ShapeKind kind = slot.shape->kind;
+  const bool isInteger =
+      withIntegerType(kind, [&]<class Integer>() { readInteger(as<Integer>(slot), at, path); });
+  if (isInteger) return;
+  switch (kind) {
+    case ShapeKind::boolean:
+      if (tokens_.tokenAt(at) != Token::boolean) mismatch(at, kind, path);
+      as<bool>(slot) = tokens_.booleanAt(at);
+      return;
+    case ShapeKind::float32:
+      return readFloat(as<float>(slot), at, path);
+    case ShapeKind::float64:
+      return readFloat(as<double>(slot), at, path);
+    case ShapeKind::text:
+      return readString(as<std::string>(slot), at, path);
+    case ShapeKind::uuid:
+      return readUUID(as<UUID>(slot), at, path);
+    case ShapeKind::decimal:
+      return readDecimal(as<Decimal>(slot), at, path);
+    case ShapeKind::enumeration:
+      return readEnumeration(slot, at, path);
+    default:
+      throw dataCorrupted(at, "The type has no decode.", path);
   }
-  shape.assign(slot.address, [&](void* wrapped) { read({wrapped, shape.slot}, path); });
-}
-
-void JSONReader::readBoolean(bool& out, const CodingPathNode* path) {
-  if (tokens_.tokenAt(at_) != Token::boolean) mismatch(at_, ShapeKind::boolean, path);
-  out = tokens_.booleanAt(at_++);
 }
 
 template <class Integer>
-void JSONReader::readInteger(Integer& out, const CodingPathNode* path) {
+void JSONReader::readInteger(Integer& out, std::uint32_t at, const CodingPathNode* path) {
   constexpr ShapeKind kind = detail::integerKind<Integer>();
-  const char c = tokens_.charAt(at_);
-  if (c != '-' && !isDigit(c)) mismatch(at_, kind, path);
-  const auto number = shortJSONInteger(tokens_.rest(at_));
-  if (!number) return readWideInteger(out, path);
+  const char c = tokens_.charAt(at);
+  if (c != '-' && !isDigit(c)) mismatch(at, kind, path);
+  const auto number = shortJSONInteger(tokens_.rest(at));
+  if (!number) return readWideInteger(out, at, path);
   out = static_cast<Integer>(*number);
   constexpr bool isSigned = Integer(-1) < Integer(0);
   const bool fits = static_cast<std::int64_t>(out) == *number && (isSigned || *number >= 0);
-  if (!fits) refuseNumber(kind, path);
-  ++at_;
+  if (!fits) refuseNumber(at, kind, path);
 }
 
 template <class Integer>
-void JSONReader::readWideInteger(Integer& out, const CodingPathNode* path) {
-  constexpr ShapeKind kind = detail::integerKind<Integer>();
-  if (tokens_.tokenAt(at_) != Token::number) mismatch(at_, kind, path);
-  tokens_.validateScalar(at_);
+void JSONReader::readWideInteger(Integer& out, std::uint32_t at, const CodingPathNode* path) {
+  tokens_.validateScalar(at);
   const auto take = [&](const auto& value) {
     if (!value) return false;
     out = static_cast<Integer>(*value);
     return static_cast<std::remove_cvref_t<decltype(*value)>>(out) == *value;
   };
-  const std::string_view number = tokens_.numberAt(at_);
+  const std::string_view number = tokens_.numberAt(at);
   const bool fits = Integer(-1) < Integer(0) ? take(integerOfJSONNumber(number))
                                              : take(unsignedOfJSONNumber(number));
-  if (!fits) refuseNumber(kind, path);
-  ++at_;
+  if (!fits) refuseNumber(at, detail::integerKind<Integer>(), path);
 }
 
 template <class Float>
-void JSONReader::readFloat(Float& out, const CodingPathNode* path) {
+void JSONReader::readFloat(Float& out, std::uint32_t at, const CodingPathNode* path) {
   constexpr bool isDouble = std::same_as<Float, double>;
   constexpr ShapeKind kind = isDouble ? ShapeKind::float64 : ShapeKind::float32;
-  const char c = tokens_.charAt(at_);
+  const char c = tokens_.charAt(at);
   if (c != '-' && !isDigit(c)) {
-    if (c != '"' || !readFloatText(out)) mismatch(at_, kind, path);
+    if (c != '"' || !readFloatText(out, at)) mismatch(at, kind, path);
     return;
   }
   std::optional<Float> value;
-  if constexpr (isDouble) value = shortJSONDouble(tokens_.rest(at_));
+  if constexpr (isDouble) value = shortJSONDouble(tokens_.rest(at));
   if (!value) {
-    tokens_.validateScalar(at_);
-    value = floatOfJSONNumber<Float>(tokens_.numberAt(at_));
+    tokens_.validateScalar(at);
+    value = floatOfJSONNumber<Float>(tokens_.numberAt(at));
   }
-  if (!value) refuseNumber(kind, path);
+  if (!value) refuseNumber(at, kind, path);
   out = *value;
-  ++at_;
 }
 
 template <class Float>
-bool JSONReader::readFloatText(Float& out) {
+bool JSONReader::readFloatText(Float& out, std::uint32_t at) {
   const auto& strategy = options_.nonConformingFloatDecodingStrategy;
   if (!strategy.isText()) return false;
-  const std::string text = tokens_.stringAt(at_);
+  const std::string text = tokens_.stringAt(at);
   if (text == strategy.positiveInfinity()) {
     out = std::numeric_limits<Float>::infinity();
   } else if (text == strategy.negativeInfinity()) {
@@ -323,30 +301,58 @@ bool JSONReader::readFloatText(Float& out) {
   } else {
     return false;
   }
-  ++at_;
   return true;
 }
 
-void JSONReader::readString(std::string& out, const CodingPathNode* path) {
-  if (tokens_.charAt(at_) != '"') mismatch(at_, ShapeKind::text, path);
-  tokens_.assignStringAt(at_, out);
-  ++at_;
+void JSONReader::readString(std::string& out, std::uint32_t at, const CodingPathNode* path) {
+  if (tokens_.charAt(at) != '"') mismatch(at, ShapeKind::text, path);
+  tokens_.assignStringAt(at, out);
 }
 
-void JSONReader::readDate(Date& out, const CodingPathNode* path) {
+void JSONReader::readUUID(UUID& out, std::uint32_t at, const CodingPathNode* path) {
+  std::string text;
+  readString(text, at, path);
+  const auto uuid = UUID::fromString(text);
+  if (!uuid) throw dataCorrupted(at, "The text is no UUID.", path);
+  out = *uuid;
+}
+
+void JSONReader::readDecimal(Decimal& out, std::uint32_t at, const CodingPathNode* path) {
+  if (tokens_.tokenAt(at) != Token::number) mismatch(at, ShapeKind::decimal, path);
+  tokens_.validateScalar(at);
+  const auto number = Decimal::fromString(tokens_.numberAt(at));
+  if (!number) refuseNumber(at, ShapeKind::decimal, path);
+  out = *number;
+}
+
+void JSONReader::readEnumeration(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path) {
+  const EnumShape& shape = *slot.shape->enumeration;
+  bool isCase = false;
+  if (shape.assignText != nullptr) {
+    std::string raw;
+    readString(raw, at, path);
+    isCase = shape.assignText(slot.address, raw);
+  } else {
+    Int128 raw = 0;
+    readInteger(raw, at, path);
+    isCase = shape.assignNumber(slot.address, raw);
+  }
+  if (!isCase) throw dataCorrupted(at, "The value is no case of the enumeration.", path);
+}
+
+std::uint32_t JSONReader::readDate(Date& out, std::uint32_t at, const CodingPathNode* path) {
   const auto& strategy = options_.dateDecodingStrategy;
   using Strategy = std::remove_cvref_t<decltype(strategy)>;
   const auto number = [&] {
     double value = 0;
-    readFloat(value, path);
+    readFloat(value, at, path);
     return value;
   };
   const auto parsed = [&](const auto& formatter) {
-    const std::uint32_t position = at_;
     std::string text;
-    readString(text, path);
+    readString(text, at, path);
     const auto date = formatter.date(text);
-    if (!date) throw dataCorrupted(position, "The text is no date in the form asked for.", path);
+    if (!date) throw dataCorrupted(at, "The text is no date in the form asked for.", path);
     return *date;
   };
   switch (strategy.kind()) {
@@ -366,139 +372,133 @@ void JSONReader::readDate(Date& out, const CodingPathNode* path) {
       out = parsed(strategy.formatter());
       break;
     case Strategy::custom:
-      readByHand([&](Decoder& decoder) { out = strategy.callback()(decoder); }, path);
-      break;
+      return readByHand([&](Decoder& decoder) { out = strategy.callback()(decoder); }, at, path);
   }
+  return at + 1;
 }
 
-void JSONReader::readData(Data& out, const CodingPathNode* path) {
+std::uint32_t JSONReader::readData(Data& out, std::uint32_t at, const CodingPathNode* path) {
   const auto& strategy = options_.dataDecodingStrategy;
   using Strategy = std::remove_cvref_t<decltype(strategy)>;
   switch (strategy.kind()) {
     case Strategy::deferredToData:
-      return read({&out.bytes(), &ShapeOf<std::vector<std::uint8_t>>::value}, path);
-    case Strategy::base64: {
-      const std::uint32_t position = at_;
-      std::string text;
-      readString(text, path);
-      auto data = Data::fromBase64(text);
-      if (!data) throw dataCorrupted(position, "The text is no base64.", path);
-      out = std::move(*data);
-      return;
-    }
+      return read({&out.bytes(), &ShapeOf<std::vector<std::uint8_t>>::value}, at, path);
     case Strategy::custom:
-      return readByHand([&](Decoder& decoder) { out = strategy.callback()(decoder); }, path);
+      return readByHand([&](Decoder& decoder) { out = strategy.callback()(decoder); }, at, path);
+    case Strategy::base64:
+      break;
   }
-}
-
-void JSONReader::readUUID(UUID& out, const CodingPathNode* path) {
-  const std::uint32_t position = at_;
   std::string text;
-  readString(text, path);
-  const auto uuid = UUID::fromString(text);
-  if (!uuid) throw dataCorrupted(position, "The text is no UUID.", path);
-  out = *uuid;
+  readString(text, at, path);
+  auto data = Data::fromBase64(text);
+  if (!data) throw dataCorrupted(at, "The text is no base64.", path);
+  out = std::move(*data);
+  return at + 1;
 }
 
-void JSONReader::readDecimal(Decimal& out, const CodingPathNode* path) {
-  if (tokens_.tokenAt(at_) != Token::number) mismatch(at_, ShapeKind::decimal, path);
-  tokens_.validateScalar(at_);
-  const auto number = Decimal::fromString(tokens_.numberAt(at_));
-  if (!number) refuseNumber(ShapeKind::decimal, path);
-  out = *number;
-  ++at_;
-}
-
-void JSONReader::readEnumeration(DecodableSlot slot, const CodingPathNode* path) {
-  const EnumShape& shape = *slot.shape->enumeration;
-  const std::uint32_t position = at_;
-  bool isCase = false;
-  if (shape.assignText != nullptr) {
-    std::string raw;
-    readString(raw, path);
-    isCase = shape.assignText(slot.address, raw);
-  } else {
-    Int128 raw = 0;
-    readInteger(raw, path);
-    isCase = shape.assignNumber(slot.address, raw);
+std::uint32_t JSONReader::readOptional(DecodableSlot slot, std::uint32_t at,
+                                       const CodingPathNode* path) {
+  const OptionalShape& shape = *slot.shape->optional;
+  if (tokens_.charAt(at) == 'n' && tokens_.tokenAt(at) == Token::null) {
+    shape.reset(slot.address);
+    return at + 1;
   }
-  if (!isCase) throw dataCorrupted(position, "The value is no case of the enumeration.", path);
+  std::uint32_t end = at;
+  shape.assign(slot.address, [&](void* wrapped) { end = read({wrapped, shape.slot}, at, path); });
+  return end;
 }
 
-void JSONReader::readSequence(DecodableSlot slot, const CodingPathNode* path) {
+std::uint32_t JSONReader::readSequence(DecodableSlot slot, std::uint32_t at,
+                                       const CodingPathNode* path) {
   const SequenceShape& shape = *slot.shape->sequence;
-  const std::uint32_t position = at_;
-  const auto refuse = [&] {
-    throw dataCorrupted(position, "Expected " + std::to_string(shape.fixedSize) + " elements.",
-                        path);
+  const auto refuse = [&, list = at] {
+    throw dataCorrupted(list, "Expected " + std::to_string(shape.fixedSize) + " elements.", path);
   };
   shape.clear(slot.address);
-  CodingPathNode step{path, {}, -1};
-  if (beginList('[', ']', ShapeKind::sequence, path)) {
+  std::size_t count = 0;
+  const bool hasElements = beginList(at++, '[', ']', ShapeKind::sequence, path);
+  if (hasElements) {
+    CodingPathNode step{path};
     do {
-      ++*step.index;
-      const bool hasRoom =
-          shape.append(slot.address, static_cast<std::size_t>(*step.index), [&](void* element) {
-            read({element, shape.slot}, &step);
-          });
-      if (!hasRoom) refuse();
-    } while (nextInList(']'));
+      step.index = static_cast<std::int64_t>(count);
+      if (shape.emplace != nullptr) {
+        at = read({shape.emplace(slot.address), shape.slot}, at, &step);
+      } else {
+        const auto fill = [&, begin = at](void* element) {
+          at = read({element, shape.slot}, begin, &step);
+        };
+        if (!shape.append(slot.address, count, fill)) refuse();
+      }
+      ++count;
+    } while (nextInList(at++, ']'));
+  } else {
+    ++at;
   }
-  if (static_cast<std::size_t>(*step.index + 1) < shape.fixedSize) refuse();
+  if (count < shape.fixedSize) refuse();
+  return at;
 }
 
-void JSONReader::readMap(DecodableSlot slot, const CodingPathNode* path) {
+std::uint32_t JSONReader::readMap(DecodableSlot slot, std::uint32_t at,
+                                  const CodingPathNode* path) {
   const MapShape& shape = *slot.shape->map;
   shape.clear(slot.address);
+  if (!beginList(at++, '{', '}', ShapeKind::map, path)) return at + 1;
   CodingPathNode step{path};
   std::string scratch;
-  if (!beginList('{', '}', ShapeKind::map, path)) return;
   do {
-    const std::uint32_t position = at_;
-    const std::string_view key = takeKey(scratch);
-    step.key = key;
-    const bool isKey = shape.insert(slot.address, key, [&](void* value) {
-      read({value, shape.slot}, &step);
+    step.key = keyAt(at, scratch);
+    requireColon(at + 1);
+    std::uint32_t end = at;
+    const bool isKey = shape.insert(slot.address, step.key, [&](void* value) {
+      end = read({value, shape.slot}, at + 2, &step);
     });
-    if (!isKey) throw dataCorrupted(position, "The key is no integer of the map's keys.", &step);
-  } while (nextInList('}'));
+    if (!isKey) throw dataCorrupted(at, "The key is no integer of the map's keys.", &step);
+    at = end;
+  } while (nextInList(at++, '}'));
+  return at;
 }
 
-void JSONReader::readFields(DecodableSlot slot, const CodingPathNode* path) {
+std::uint32_t JSONReader::readFields(DecodableSlot slot, std::uint32_t at,
+                                     const CodingPathNode* path) {
   const auto fields = slot.shape->fields;
-  const std::uint32_t position = at_;
+  const std::uint32_t object = at;
   FieldMarks marks(fields.size());
-  CodingPathNode step{path};
-  std::size_t expected = 0;  // the field that comes next when the text has the order written
-  if (beginList('{', '}', ShapeKind::object, path)) {
+  if (beginList(at++, '{', '}', ShapeKind::object, path)) {
+    CodingPathNode step{path};
+    std::size_t expected = 0;  // the field that comes next when the text has the order written
     do {
-      const std::size_t i = takeField(fields, expected, path);
+      const std::size_t i = fieldAt(at, fields, expected, path);
+      requireColon(at + 1);
+      at += 2;
       if (i == fields.size()) {
-        at_ = tokens_.skip(at_, depth_);
+        at = tokens_.skip(at, depth_);
         continue;
       }
       step.key = fields[i].name;
-      read({fields[i].address(slot.address), fields[i].shape}, &step);
+      at = read({fields[i].address(slot.address), fields[i].shape}, at, &step);
       marks.set(i);
       expected = i + 1;
-    } while (nextInList('}'));
+    } while (nextInList(at++, '}'));
+  } else {
+    ++at;
   }
-  if (marks.hasAll()) return;
+  if (marks.hasAll()) return at;
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (marks.has(i)) continue;
     const TypeShape& shape = *fields[i].shape;
-    if (shape.kind != ShapeKind::optional) missing(fields[i], position, path);
+    if (shape.kind != ShapeKind::optional) missing(fields[i], object, path);
     shape.optional->reset(fields[i].address(slot.address));
   }
+  return at;
 }
 
-void JSONReader::readByHand(FunctionRef<void(Decoder&)> decode, const CodingPathNode* path) {
+std::uint32_t JSONReader::readByHand(FunctionRef<void(Decoder&)> decode, std::uint32_t at,
+                                     const CodingPathNode* path) {
   findEnds();
-  const std::uint32_t end = tokens_.endOf(at_);
   JSONDecodingRun run{*this, {}};
-  JSONValueDecoder decoder(run, at_, path);
+  JSONValueDecoder decoder(run, at, path);
   decode(decoder);
-  at_ = end;
+  return tokens_.endOf(at);
 }
 
 }  // namespace tessarine::internal

@@ -41,49 +41,55 @@ class JSONReader {
                               const CodingPathNode* path) const;
 
  private:
-  void read(DecodableSlot slot, const CodingPathNode* path);
-  void readOptional(DecodableSlot slot, const CodingPathNode* path);
-  void readBoolean(bool& out, const CodingPathNode* path);
-  template <class Integer>
-  void readInteger(Integer& out, const CodingPathNode* path);
-  template <class Integer>
-  void readWideInteger(Integer& out, const CodingPathNode* path);
-  template <class Float>
-  void readFloat(Float& out, const CodingPathNode* path);
-  template <class Float>
-  bool readFloatText(Float& out);
-  void readString(std::string& out, const CodingPathNode* path);
-  void readDate(Date& out, const CodingPathNode* path);
-  void readData(Data& out, const CodingPathNode* path);
-  void readUUID(UUID& out, const CodingPathNode* path);
-  void readDecimal(Decimal& out, const CodingPathNode* path);
-  void readEnumeration(DecodableSlot slot, const CodingPathNode* path);
-  void readSequence(DecodableSlot slot, const CodingPathNode* path);
-  void readMap(DecodableSlot slot, const CodingPathNode* path);
-  void readFields(DecodableSlot slot, const CodingPathNode* path);
-  void readByHand(FunctionRef<void(Decoder&)> decode, const CodingPathNode* path);
+  // Each reads the value at a position. Scalars are one token; for all others the position behind
+  // the value is given. It goes from hand to hand, since a member would be stored and loaded again
+  // for every token.
+  std::uint32_t read(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path);
+  std::uint32_t readOptional(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path);
+  std::uint32_t readSequence(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path);
+  std::uint32_t readMap(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path);
+  std::uint32_t readFields(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path);
+  std::uint32_t readDate(Date& out, std::uint32_t at, const CodingPathNode* path);
+  std::uint32_t readData(Data& out, std::uint32_t at, const CodingPathNode* path);
+  std::uint32_t readByHand(FunctionRef<void(Decoder&)> decode, std::uint32_t at,
+                           const CodingPathNode* path);
 
-  /// Of a list: past the bracket; whether there is an element. Then, behind each, whether another
-  /// follows.
-  bool beginList(char open, char close, ShapeKind expected, const CodingPathNode* path);
-  bool nextInList(char close);
-  void takeColon();
-  /// Passes a key and the colon; gives the key as it stands or, when it has escapes, unescaped to
-  /// `scratch`.
-  std::string_view takeKey(std::string& scratch);
-  /// Passes a key and the colon; gives the number of the field it names, the count when none. The
-  /// field `expected` is looked at first.
-  std::size_t takeField(std::span<const FieldShape> fields, std::size_t expected,
-                        const CodingPathNode* path);
-  std::size_t takeOtherField(std::span<const FieldShape> fields, const CodingPathNode* path);
+  void readScalar(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path);
+  template <class Integer>
+  void readInteger(Integer& out, std::uint32_t at, const CodingPathNode* path);
+  template <class Integer>
+  void readWideInteger(Integer& out, std::uint32_t at, const CodingPathNode* path);
+  template <class Float>
+  void readFloat(Float& out, std::uint32_t at, const CodingPathNode* path);
+  template <class Float>
+  bool readFloatText(Float& out, std::uint32_t at);
+  void readString(std::string& out, std::uint32_t at, const CodingPathNode* path);
+  void readUUID(UUID& out, std::uint32_t at, const CodingPathNode* path);
+  void readDecimal(Decimal& out, std::uint32_t at, const CodingPathNode* path);
+  void readEnumeration(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path);
 
-  [[noreturn]] void refuseNumber(ShapeKind kind, const CodingPathNode* path) const;
-  [[noreturn]] void missing(const FieldShape& field, std::uint32_t position,
+  /// Whether the list that begins there has an element, which is the next token.
+  bool beginList(std::uint32_t at, char open, char close, ShapeKind expected,
+                 const CodingPathNode* path);
+  /// Whether another element follows behind the comma or bracket there.
+  bool nextInList(std::uint32_t at, char close);
+  void requireColon(std::uint32_t at) const;
+  /// The key there; unescaped to `scratch` when it has escapes.
+  std::string_view keyAt(std::uint32_t at, std::string& scratch) const;
+  /// The number of the field that the key there names, the count when none. The field `expected`
+  /// is looked at first.
+  std::size_t fieldAt(std::uint32_t at, std::span<const FieldShape> fields, std::size_t expected,
+                      const CodingPathNode* path) const;
+  std::size_t otherFieldAt(std::uint32_t at, std::span<const FieldShape> fields,
+                           const CodingPathNode* path) const;
+
+  [[noreturn]] void refuseNumber(std::uint32_t at, ShapeKind kind,
+                                 const CodingPathNode* path) const;
+  [[noreturn]] void missing(const FieldShape& field, std::uint32_t object,
                             const CodingPathNode* path) const;
 
   JSONTokens tokens_;
   const JSONDecoderOptions& options_;
-  std::uint32_t at_ = 0;
   std::size_t depth_ = 0;
 };
 

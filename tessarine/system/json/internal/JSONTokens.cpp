@@ -109,14 +109,6 @@ std::string_view JSONTokens::stringAt(std::uint32_t position, std::string& scrat
   return scratch;
 }
 
-bool JSONTokens::isPlainString(std::uint32_t position, std::string_view plain) const noexcept {
-  if (position >= starts_.size()) return false;
-  const char* const begin = text_.data() + starts_[position];
-  const std::size_t left = text_.size() - starts_[position];
-  return plain.size() + 1 < left && begin[0] == '"' && begin[plain.size() + 1] == '"' &&
-         std::memcmp(begin + 1, plain.data(), plain.size()) == 0;
-}
-
 // ---- grammar ----
 
 void JSONTokens::requireDocument() const {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tessarine/system/json/internal/JSONStructure.hpp"
+#include "tessarine/system/json/internal/hasSameBytes.hpp"
 
 namespace tessarine::internal {
 
@@ -44,7 +45,13 @@ class JSONTokens {
   /// The same as it stands in the text or, when it has escapes, unescaped to `scratch`.
   std::string_view stringAt(std::uint32_t position, std::string& scratch) const;
   /// Whether the string `plain`, which needs no escapes, stands there without any.
-  bool isPlainString(std::uint32_t position, std::string_view plain) const noexcept;
+  bool isPlainString(std::uint32_t position, std::string_view plain) const noexcept {
+    if (position >= starts_.size()) return false;
+    const char* const begin = text_.data() + starts_[position];
+    const std::size_t left = text_.size() - starts_[position];
+    return plain.size() + 1 < left && begin[0] == '"' && begin[plain.size() + 1] == '"' &&
+           hasSameBytes(begin + 1, plain.data(), plain.size());
+  }
 
   // ---- grammar ----
 
