@@ -130,6 +130,8 @@ struct SequenceShape {
   /// The elements in order; those of an unordered set by `<` where they have it.
   void (*forEach)(const void* sequence, FunctionRef<void(const void*)> visit);
   void (*clear)(void* sequence);
+  /// Makes room for that many elements in all; null where there is no such thing.
+  void (*reserve)(void* sequence, std::size_t count);
   /// Adds an element made by default and gives its place, to be read into; null where elements
   /// cannot be made so.
   void* (*emplace)(void* sequence);
@@ -418,6 +420,15 @@ struct Sequences {
   static void clear(void* sequence) {
     if constexpr (!isFixedArray<T>) static_cast<T*>(sequence)->clear();
   }
+  static constexpr bool hasCapacity = requires(T & elements) {
+    elements.reserve(elements.capacity());
+  };
+  static constexpr auto reserveOrNull() -> void (*)(void*, std::size_t) {
+    if constexpr (hasCapacity) {
+      return [](void* sequence, std::size_t count) { static_cast<T*>(sequence)->reserve(count); };
+    }
+    return nullptr;
+  }
   static void* emplace(void* sequence) {
     T& elements = *static_cast<T*>(sequence);
     if constexpr (growsFromNothing) {
@@ -445,9 +456,7 @@ struct Sequences {
   }
   /// A vector's first capacity spares the small steps up to it, where that costs little memory.
   static constexpr std::size_t firstCapacity = 4;
-  static constexpr bool growsFromNothing = sizeof(Element) <= 64 && requires(T & elements) {
-    elements.reserve(elements.capacity());
-  };
+  static constexpr bool growsFromNothing = sizeof(Element) <= 64 && hasCapacity;
   /// Whether an element can be made in its place and read into there.
   static constexpr bool emplacesInPlace() {
     if constexpr (std::default_initializable<Element>) {
@@ -469,6 +478,7 @@ struct Sequences {
                                        &ShapeOf<Holder<Element>>::value,
                                        &forEach,
                                        &clear,
+                                       reserveOrNull(),
                                        emplaceOrNull(),
                                        &append,
                                        fixedSize(),

@@ -68,6 +68,8 @@ class JSONReader {
   void readDecimal(Decimal& out, std::uint32_t at, const CodingPathNode* path);
   void readEnumeration(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path);
 
+  /// Makes room for the elements of a list that is the document, by the `count` that end at `at`.
+  void expectElements(DecodableSlot slot, std::size_t count, std::uint32_t at) const;
   /// Whether the list that begins there has an element, which is the next token.
   bool beginList(std::uint32_t at, char open, char close, ShapeKind expected,
                  const CodingPathNode* path);
