@@ -111,16 +111,13 @@ void URLEncodedFormComponent::set(URLEncodedFormComponent value, const CodingPat
 }
 
 void URLEncodedFormComponent::set(URLEncodedFormComponent value, const CodingPathNode* path) {
-  std::vector<const CodingPathNode*> steps;
-  for (const CodingPathNode* node = path; node != nullptr; node = node->parent) {
-    steps.push_back(node);
-  }
-  URLEncodedFormComponent* place = this;
-  // NOLINTNEXTLINE(modernize-loop-convert): clang 14 does not compile this library's views
-  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
-    place = (*step)->index ? &place->child(*(*step)->index) : &place->child((*step)->key);
-  }
-  *place = std::move(value);
+  placeAt(path) = std::move(value);
+}
+
+URLEncodedFormComponent& URLEncodedFormComponent::placeAt(const CodingPathNode* path) {
+  if (path == nullptr) return *this;
+  URLEncodedFormComponent& around = placeAt(path->parent);
+  return path->index ? around.child(*path->index) : around.child(path->key);
 }
 
 std::string URLEncodedFormComponent::description() const {

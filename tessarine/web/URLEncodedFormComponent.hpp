@@ -80,6 +80,7 @@ class TESSARINE_EXPORT URLEncodedFormComponent {
   bool operator==(const URLEncodedFormComponent& other) const;
 
  private:
+  URLEncodedFormComponent& placeAt(const CodingPathNode* path);
   URLEncodedFormComponent& child(std::string_view key);
   URLEncodedFormComponent& child(std::int64_t index);
 

@@ -188,7 +188,9 @@ class URLEncodedFormTreeEncoder::KeyedContainer final : public KeyedEncodingCont
                                       {codingPath(), std::string(noNil)});
   }
   void encode(EncodableValue value, CodingKeyView key) override {
-    SingleValueContainer(context_, nested(key)).encode(value);
+    // No container of the value's outlives this call.
+    const CodingPathNode step{path_, key.stringValue(), key.intValue()};
+    SingleValueContainer(context_, &step).encode(value);
   }
   KeyedEncodingContainer nestedContainer(CodingKeyView key) override {
     return KeyedEncodingContainer(std::make_unique<KeyedContainer>(context_, nested(key)));
@@ -222,9 +224,8 @@ class URLEncodedFormTreeEncoder::UnkeyedContainer final : public UnkeyedEncoding
     throw EncodingError::invalidValue(std::string("nil"), {codingPath(), std::string(noNil)});
   }
   void encode(EncodableValue value) override {
-    SingleValueContainer container(context_, nested());
-    ++count_;
-    container.encode(value);
+    const CodingPathNode step{path_, {}, count_++};
+    SingleValueContainer(context_, &step).encode(value);
   }
   KeyedEncodingContainer nestedContainer() override {
     auto container = std::make_unique<KeyedContainer>(context_, nested());

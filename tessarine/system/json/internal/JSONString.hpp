@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tessarine/system/json/internal/TextBuffer.hpp"
+#include "tessarine/values/internal/TextBuffer.hpp"
 
 namespace tessarine::internal {
 

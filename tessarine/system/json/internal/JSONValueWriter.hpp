@@ -7,7 +7,7 @@
 #include "tessarine/coding/CodingPathNode.hpp"
 #include "tessarine/coding/Encoder.hpp"
 #include "tessarine/system/json/JSONEncoder.hpp"
-#include "tessarine/system/json/internal/TextBuffer.hpp"
+#include "tessarine/values/internal/TextBuffer.hpp"
 
 namespace tessarine::internal {
 
