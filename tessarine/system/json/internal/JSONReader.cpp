@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "tessarine/coding/internal/writableDate.hpp"
 #include "tessarine/coding/withIntegerType.hpp"
 #include "tessarine/system/json/internal/JSONKeys.hpp"
 #include "tessarine/system/json/internal/JSONNumber.hpp"
@@ -345,7 +346,7 @@ std::uint32_t JSONReader::readDate(Date& out, std::uint32_t at, const CodingPath
   const auto parsed = [&](const auto& formatter) {
     std::string text;
     readString(text, at, path);
-    const auto date = formatter.date(text);
+    const auto date = writableDate(formatter, text);
     if (!date) throw dataCorrupted(at, "The text is no date in the form asked for.", path);
     return *date;
   };
