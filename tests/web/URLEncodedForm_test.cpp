@@ -108,6 +108,27 @@ TEST(URLEncodedForm, SortsFinishedSegmentsAtEveryLevel) {
   EXPECT_EQ(textOf(unordered, {.alphabetizeKeyValuePairs = true}), "a=2&b=1&c%5By%5D=2&c%5Bz%5D=1");
 }
 
+TEST(URLEncodedForm, TreesAreWrittenFromAnyKeyOn) {
+  using Component = URLEncodedFormComponent;
+  const auto serializer = [](Form::KeyEncoding keys) {
+    return URLEncodedFormSerializer(false, Form::ArrayEncoding::brackets, std::move(keys),
+                                    Form::SpaceEncoding::percentEscaped, afURLQueryAllowed());
+  };
+  Component tree;
+  tree.set("1", {AnyCodingKey("aB")});
+  tree.set(Component::Array(), {AnyCodingKey("none")});
+  tree.set("2", {AnyCodingKey(""), AnyCodingKey("c")});
+  const auto plain = serializer(Form::KeyEncoding::useDefaultKeys);
+  // A list without elements, which only a tree made by hand has, is an empty segment.
+  EXPECT_EQ(plain.serialize(*tree.object()), "aB=1&&%5Bc%5D=2");
+  EXPECT_EQ(plain.serialize(*tree.object(), "k e"), "k%20e%5BaB%5D=1&&k%20e%5B%5D%5Bc%5D=2");
+  EXPECT_EQ(plain.serialize(Component::Array{"x", Component::Array{"y"}}, "k"),
+            "k%5B%5D=x&k%5B%5D%5B%5D=y");
+  EXPECT_EQ(plain.serialize(Component::Array(), "k"), "");
+  EXPECT_EQ(serializer(Form::KeyEncoding::uppercased).serialize(*tree.object(), "k e"),
+            "K%20E%5BAB%5D=1&&K%20E%5B%5D%5BC%5D=2");
+}
+
 TEST(URLEncodedForm, EscapesEveryByteThatIsNotAllowed) {
   const auto one = [](std::string_view value, Form::Options options = {}) {
     const std::map<std::string, std::string> form{{"k", std::string(value)}};
