@@ -82,8 +82,9 @@ std::optional<AnyHashable> hashable(const std::any& value) {
     return anyHashableDictionary(*pairs);
   }
   return fromOneOf<AnyHashable, PreferenceObject, bool, std::int8_t, std::int16_t, std::int32_t,
-                   std::int64_t, std::uint8_t, std::uint16_t, std::uint32_t, std::uint64_t, long long,
-                   unsigned long long, float, double, std::string, const char*, Date, Data, UUID>(value);
+                   std::int64_t, std::uint8_t, std::uint16_t, std::uint32_t, std::uint64_t,
+                   long long, unsigned long long, float, double, std::string, const char*, Date,
+                   Data, UUID>(value);
 }
 
 }  // namespace
