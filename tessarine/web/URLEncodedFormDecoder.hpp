@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string_view>
 #include <variant>
 
@@ -34,7 +35,7 @@ class TESSARINE_EXPORT URLEncodedFormDecoder {
   struct Options {
     using DateEncoding = URLEncodedFormEncoder::DateEncoding;
     DateEncoding::Case dateEncoding = DateEncoding::deferredToDate;
-    DateFormatter formatter = DateFormatter("");              ///< of `formatted`
+    std::optional<DateFormatter> formatter = std::nullopt;    ///< of `formatted`
     std::function<Date(std::string_view)> dateCallback = {};  ///< of `custom`
     URLEncodedFormEncoder::DataEncoding::Case dataEncoding =
         URLEncodedFormEncoder::DataEncoding::base64;

@@ -193,7 +193,10 @@ TEST(URLEncodedForm, WritesDatesAndBytesAsAsked) {
   EXPECT_EQ(date(Dates::secondsSince1970), "d=1.5");
   EXPECT_EQ(date(Dates::millisecondsSince1970), "d=1500.0");
   EXPECT_EQ(date(Dates::iso8601), "d=1970-01-01T00%3A00%3A01Z");
-  EXPECT_EQ(date(Dates::withFormatter(DateFormatter("yyyy"))), "d=1970");
+  const DateFormatter year("yyyy", {.timeZone = TimeZone::gmt()});
+  EXPECT_EQ(date(Dates::withFormatter(year)), "d=1970");
+  const URLEncodedFormDecoder years({.dateEncoding = Dates::formatted, .formatter = year});
+  EXPECT_EQ(years.decode<std::map<std::string, Date>>("d=1970").at("d"), Date::since1970(0));
   EXPECT_EQ(date(Dates::withCallback([](Date) { return std::string("x"); })), "d=x");
   EXPECT_THROW((void)date(Dates::withCallback(
                    [](Date) -> std::string { throw std::runtime_error("mine"); })),

@@ -73,7 +73,7 @@ std::optional<Date> dateFrom(const std::string& text,
     case DateEncoding::iso8601:
       return writableDate(ISO8601DateFormatter::shared(), text);
     case DateEncoding::formatted:
-      return writableDate(options.formatter, text);
+      return options.formatter ? options.formatter->date(text) : std::nullopt;
     case DateEncoding::custom:
       return options.dateCallback(text);
   }

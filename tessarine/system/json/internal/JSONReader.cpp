@@ -343,10 +343,10 @@ std::uint32_t JSONReader::readDate(Date& out, std::uint32_t at, const CodingPath
     readFloat(value, at, path);
     return value;
   };
-  const auto parsed = [&](const auto& formatter) {
+  const auto parsed = [&](const auto& parse) {
     std::string text;
     readString(text, at, path);
-    const auto date = writableDate(formatter, text);
+    const std::optional<Date> date = parse(text);
     if (!date) throw dataCorrupted(at, "The text is no date in the form asked for.", path);
     return *date;
   };
@@ -361,10 +361,12 @@ std::uint32_t JSONReader::readDate(Date& out, std::uint32_t at, const CodingPath
       out = Date::since1970(number() / millisecondsASecond);
       break;
     case Strategy::iso8601:
-      out = parsed(ISO8601DateFormatter::shared());
+      out = parsed([](const std::string& text) {
+        return writableDate(ISO8601DateFormatter::shared(), text);
+      });
       break;
     case Strategy::formatted:
-      out = parsed(strategy.formatter());
+      out = parsed([&](const std::string& text) { return strategy.formatter().date(text); });
       break;
     case Strategy::custom:
       return readByHand([&](Decoder& decoder) { out = strategy.callback()(decoder); }, at, path);
