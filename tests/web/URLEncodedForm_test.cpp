@@ -196,7 +196,8 @@ TEST(URLEncodedForm, WritesDatesAndBytesAsAsked) {
   const DateFormatter year("yyyy", {.timeZone = TimeZone::gmt()});
   EXPECT_EQ(date(Dates::withFormatter(year)), "d=1970");
   const URLEncodedFormDecoder years({.dateEncoding = Dates::formatted, .formatter = year});
-  EXPECT_EQ(years.decode<std::map<std::string, Date>>("d=1970").at("d"), Date::since1970(0));
+  using Members = std::map<std::string, Date>;
+  EXPECT_EQ(years.decode<Members>("d=1970").at("d"), Date::since1970(0));
   EXPECT_EQ(date(Dates::withCallback([](Date) { return std::string("x"); })), "d=x");
   EXPECT_THROW((void)date(Dates::withCallback(
                    [](Date) -> std::string { throw std::runtime_error("mine"); })),
