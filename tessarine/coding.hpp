@@ -8,3 +8,4 @@
 #include "tessarine/coding/Encoder.hpp"
 #include "tessarine/coding/TypeShape.hpp"
 #include "tessarine/coding/codingFields.hpp"
+#include "tessarine/coding/withIntegerType.hpp"

@@ -24,4 +24,5 @@
 #include "tessarine/values/UUID.hpp"
 #include "tessarine/values/fatal.hpp"
 #include "tessarine/values/floatText.hpp"
+#include "tessarine/values/hexadecimalDigit.hpp"
 #include "tessarine/values/utf8.hpp"

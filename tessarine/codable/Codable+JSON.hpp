@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <optional>
 
 #include "tessarine/coding/Decoder.hpp"
@@ -29,14 +30,12 @@ template <class T>
 concept Imitable = Encodable<T> && Decodable<T>;
 
 /// A copy of a value by way of JSON, which shares nothing with it; absent when it cannot be encoded
-/// or decoded.
+/// or decoded, whatever its own `encode` or `decode` throws.
 template <Imitable T>
 std::optional<T> deepCopy(const T& value) {
   try {
     return decoded<T>(encoded(value));
-  } catch (const EncodingError&) {
-    return std::nullopt;
-  } catch (const DecodingError&) {
+  } catch (const std::exception&) {
     return std::nullopt;
   }
 }
@@ -50,7 +49,7 @@ template <Distinguishable T>
 bool isDistinct(const T& value, const T& from) {
   try {
     return encoded(value) != encoded(from);
-  } catch (const EncodingError&) {
+  } catch (const std::exception&) {
     return false;
   }
 }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "tessarine/coding/internal/writableDate.hpp"
 #include "tessarine/system/time/ISO8601DateFormatter.hpp"
 
 namespace tessarine {
@@ -38,11 +39,7 @@ void encodeDate(Date date, const AnyHashable& value, SingleValueEncodingContaine
 
 AnyHashable classified(std::string text) {
   if (const auto uuid = UUID::fromString(text)) return AnyHashable(*uuid);
-  const auto& formatter = ISO8601DateFormatter::shared();
-  // An offset may lead out of the years that have a text; then the value could not be written.
-  if (const auto date = formatter.date(text); date && !formatter.string(*date).empty()) {
-    return *date;
-  }
+  if (const auto date = internal::writableDate(ISO8601DateFormatter::shared(), text)) return *date;
   if (auto data = Data::fromBase64(text)) return PreferenceObject(std::move(*data));
   return PreferenceObject(std::move(text));
 }
@@ -74,6 +71,20 @@ std::optional<AnyHashable> fromOneOf(const std::any& value) {
   };
   (take(std::any_cast<Types>(&value)), ...);
   return found;
+}
+
+/// The value as an `AnyHashable`, absent when it cannot be one.
+std::optional<AnyHashable> hashable(const std::any& value) {
+  if (const auto* list = std::any_cast<std::vector<std::any>>(&value)) {
+    return anyHashableArray(*list);
+  }
+  if (const auto* pairs = std::any_cast<std::map<std::string, std::any>>(&value)) {
+    return anyHashableDictionary(*pairs);
+  }
+  return fromOneOf<AnyHashable, PreferenceObject, bool, std::int8_t, std::int16_t, std::int32_t,
+                   std::int64_t, std::uint8_t, std::uint16_t, std::uint32_t, std::uint64_t,
+                   long long, unsigned long long, float, double, std::string, const char*, Date,
+                   Data, UUID>(value);
 }
 
 }  // namespace
@@ -129,14 +140,15 @@ AnyHashable anyHashableArray(const std::vector<std::any>& elements) {
   AnyHashable::Array kept;
   kept.reserve(elements.size());
   for (const std::any& element : elements) {
-    if (const auto* nested = std::any_cast<std::vector<std::any>>(&element)) {
-      kept.push_back(anyHashableArray(*nested));
-    } else if (auto value = fromOneOf<AnyHashable, PreferenceObject, bool, std::int8_t,
-                                      std::int16_t, std::int32_t, std::int64_t, std::uint8_t,
-                                      std::uint16_t, std::uint32_t, std::uint64_t, float, double,
-                                      std::string, const char*, Date, Data, UUID>(element)) {
-      kept.push_back(std::move(*value));
-    }
+    if (auto value = hashable(element)) kept.push_back(std::move(*value));
+  }
+  return kept;
+}
+
+AnyHashable anyHashableDictionary(const std::map<std::string, std::any>& pairs) {
+  AnyHashable::Dictionary kept;
+  for (const auto& [key, element] : pairs) {
+    if (auto value = hashable(element)) kept.emplace(key, std::move(*value));
   }
   return kept;
 }

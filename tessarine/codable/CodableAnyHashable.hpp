@@ -1,6 +1,8 @@
 #pragma once
 
 #include <any>
+#include <map>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -35,9 +37,10 @@ class TESSARINE_EXPORT CodableAnyHashable {
   AnyHashable value_;
 };
 
-/// A list of values of any type as one value; what is not hashable, or of a type that nobody here
-/// knows, is dropped. Known are `AnyHashable`, `PreferenceObject`, the scalars, texts, `Date`,
-/// `Data`, `UUID`, and lists of `std::any` themselves.
+/// A list or a dictionary of values of any type as one value; what is not hashable, or of a type
+/// that nobody here knows, is dropped. Known are `AnyHashable`, `PreferenceObject`, the scalars,
+/// texts, `Date`, `Data`, `UUID`, and such lists and dictionaries themselves.
 TESSARINE_EXPORT AnyHashable anyHashableArray(const std::vector<std::any>& elements);
+TESSARINE_EXPORT AnyHashable anyHashableDictionary(const std::map<std::string, std::any>& pairs);
 
 }  // namespace tessarine

@@ -20,13 +20,8 @@ void encodeEnumeration(EncodableValue value, Encoder& encoder) {
 void encodeFields(EncodableValue object, Encoder& encoder) {
   auto container = encoder.container();
   for (const FieldShape& field : object.shape->fields) {
-    const void* member = field.address(const_cast<void*>(object.address));
-    EncodableValue value{member, field.shape};
-    if (field.shape->kind == ShapeKind::optional) {
-      member = field.shape->optional->get(member);
-      if (member == nullptr) continue;
-      value = {member, field.shape->optional->wrapped};
-    }
+    const EncodableValue value = field.valueIn(object.address);
+    if (value.address == nullptr) continue;
     container.encode(value, field.name);
   }
 }

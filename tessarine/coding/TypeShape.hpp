@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <any>
 #include <array>
+#include <atomic>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -66,13 +67,53 @@ enum class ShapeKind : std::uint8_t {
   custom,  ///< a type with nothing but its own `encode` and `decode`
 };
 
+struct EncodableValue;
+
 /// A described member: its key, where it lies in an object, and what it is.
-struct FieldShape {
-  std::string_view name;
-  bool isPlainName;  ///< nothing but ASCII letters, digits, "_", "-" and "."
-  void* (*address)(void* object);
-  const TypeShape* shape;
+class FieldShape {
+ public:
+  constexpr FieldShape(std::string_view fieldName, const TypeShape* fieldShape,
+                       void* (*locate)(void* object)) noexcept;
+
+  const std::string_view name;
+  const TypeShape* const shape;
+  const bool isPlainName;  ///< nothing but ASCII letters, digits, "_", "-" and "."
+
+  /// The member of `object`. Asks only once where it lies, which calls through a pointer.
+  void* address(void* object) const noexcept {
+    std::ptrdiff_t offset = offset_.load(std::memory_order_relaxed);
+    if (offset == unknown) {
+      offset = static_cast<char*>(locate_(object)) - static_cast<char*>(object);
+      offset_.store(offset, std::memory_order_relaxed);
+    }
+    return static_cast<char*>(object) + offset;
+  }
+  /// What is written of the member: of an optional one what it holds, at null when it is absent.
+  inline EncodableValue valueIn(const void* object) const;
+
+ private:
+  static constexpr std::ptrdiff_t unknown = -1;
+
+  void* (*locate_)(void* object);
+  mutable std::atomic<std::ptrdiff_t> offset_{unknown};
 };
+
+namespace detail {
+constexpr bool isPlainName(std::string_view name) {
+  return std::all_of(name.begin(), name.end(), [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '-' || c == '.';
+  });
+}
+
+}  // namespace detail
+
+constexpr FieldShape::FieldShape(std::string_view fieldName, const TypeShape* fieldShape,
+                                 void* (*locate)(void* object)) noexcept
+    : name(fieldName),
+      shape(fieldShape),
+      isPlainName(detail::isPlainName(fieldName)),
+      locate_(locate) {}
 
 struct OptionalShape {
   const TypeShape* wrapped;
@@ -89,6 +130,11 @@ struct SequenceShape {
   /// The elements in order; those of an unordered set by `<` where they have it.
   void (*forEach)(const void* sequence, FunctionRef<void(const void*)> visit);
   void (*clear)(void* sequence);
+  /// Makes room for that many elements in all; null where there is no such thing.
+  void (*reserve)(void* sequence, std::size_t count);
+  /// Adds an element made by default and gives its place, to be read into; null where elements
+  /// cannot be made so.
+  void* (*emplace)(void* sequence);
   /// Adds one element, which `fill` reads in. False, without a call, when there is no room.
   bool (*append)(void* sequence, std::size_t index, FunctionRef<void(void*)> fill);
   std::size_t fixedSize;  ///< of a std::array, which has to be filled; else 0
@@ -152,6 +198,12 @@ struct EncodableValue {
   }
   std::any copy() const { return shape->copy(address); }
 };
+
+EncodableValue FieldShape::valueIn(const void* object) const {
+  const void* const member = address(const_cast<void*>(object));
+  if (shape->kind != ShapeKind::optional) return {member, shape};
+  return {shape->optional->get(member), shape->optional->wrapped};
+}
 
 /// A place for a value of any decodable type, borrowed for the length of one call.
 struct DecodableSlot {
@@ -295,13 +347,6 @@ constexpr bool isDecodable() {
 
 // ---- the tables ----
 
-constexpr bool isPlainName(std::string_view name) {
-  return std::all_of(name.begin(), name.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-           c == '-' || c == '.';
-  });
-}
-
 template <class T, std::size_t i>
 void* fieldAddress(void* object) {
   return std::addressof(static_cast<T*>(object)->*std::get<i>(T::codingFields).member);
@@ -315,11 +360,11 @@ struct Fields {
 
   template <std::size_t... i>
   static constexpr std::array<FieldShape, count> make(std::index_sequence<i...> /*indices*/) {
-    return {FieldShape{
-        std::get<i>(T::codingFields).name, isPlainName(std::get<i>(T::codingFields).name),
-        &fieldAddress<T, i>,
+    return {FieldShape(
+        std::get<i>(T::codingFields).name,
         &ShapeOf<std::remove_cvref_t<decltype(std::declval<T&>().*
-                                              std::get<i>(T::codingFields).member)>>::value}...};
+                                              std::get<i>(T::codingFields).member)>>::value,
+        &fieldAddress<T, i>)...};
   }
 };
 template <class T>
@@ -375,16 +420,33 @@ struct Sequences {
   static void clear(void* sequence) {
     if constexpr (!isFixedArray<T>) static_cast<T*>(sequence)->clear();
   }
+  static constexpr bool hasCapacity = requires(T & elements) {
+    elements.reserve(elements.capacity());
+  };
+  static constexpr auto reserveOrNull() -> void (*)(void*, std::size_t) {
+    if constexpr (hasCapacity) {
+      return [](void* sequence, std::size_t count) { static_cast<T*>(sequence)->reserve(count); };
+    }
+    return nullptr;
+  }
+  static void* emplace(void* sequence) {
+    T& elements = *static_cast<T*>(sequence);
+    if constexpr (growsFromNothing) {
+      if (elements.capacity() == 0) elements.reserve(firstCapacity);
+    }
+    return std::addressof(elements.emplace_back());
+  }
+  static constexpr auto emplaceOrNull() -> void* (*)(void*) {
+    if constexpr (emplacesInPlace()) return &emplace;
+    return nullptr;
+  }
   static bool append(void* sequence, std::size_t index, FunctionRef<void(void*)> fill) {
     T& elements = *static_cast<T*>(sequence);
     if constexpr (isFixedArray<T>) {
       if (index >= elements.size()) return false;
       fill(std::addressof(elements[index]));
     } else if constexpr (emplacesInPlace()) {
-      if constexpr (growsFromNothing) {
-        if (elements.capacity() == 0) elements.reserve(firstCapacity);
-      }
-      fill(std::addressof(elements.emplace_back()));
+      fill(emplace(sequence));
     } else {
       Holder<Element> holder{};
       fill(&holder);
@@ -394,9 +456,7 @@ struct Sequences {
   }
   /// A vector's first capacity spares the small steps up to it, where that costs little memory.
   static constexpr std::size_t firstCapacity = 4;
-  static constexpr bool growsFromNothing = sizeof(Element) <= 64 && requires(T & elements) {
-    elements.reserve(elements.capacity());
-  };
+  static constexpr bool growsFromNothing = sizeof(Element) <= 64 && hasCapacity;
   /// Whether an element can be made in its place and read into there.
   static constexpr bool emplacesInPlace() {
     if constexpr (std::default_initializable<Element>) {
@@ -418,6 +478,8 @@ struct Sequences {
                                        &ShapeOf<Holder<Element>>::value,
                                        &forEach,
                                        &clear,
+                                       reserveOrNull(),
+                                       emplaceOrNull(),
                                        &append,
                                        fixedSize(),
                                        inARow ? sizeof(Element) : 0,

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "tessarine/values/fatal.hpp"
+#include "tessarine/values/hexadecimalDigit.hpp"
 
 #include <sys/random.h>
 
@@ -12,13 +13,6 @@ namespace {
 constexpr std::size_t textLength = 36;
 
 constexpr bool isHyphenAt(std::size_t i) { return i == 8 || i == 13 || i == 18 || i == 23; }
-
-int digitValue(char c) noexcept {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 }  // namespace
 
@@ -44,7 +38,7 @@ std::optional<UUID> UUID::fromString(std::string_view text) noexcept {
       if (text[i] != '-') return std::nullopt;
       continue;
     }
-    const int value = digitValue(text[i]);
+    const int value = hexadecimalDigit(text[i]);
     if (value < 0) return std::nullopt;
     auto& byte = bytes[digits++ / 2];
     byte = static_cast<std::uint8_t>(byte << 4U | static_cast<unsigned>(value));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
+#include <utility>
 
 namespace tessarine {
 namespace {
@@ -11,7 +12,9 @@ namespace {
 constexpr std::size_t smallObject = 16;
 constexpr std::size_t nowhere = std::numeric_limits<std::size_t>::max();
 
-std::size_t hashOf(std::string_view key) noexcept { return std::hash<std::string_view>{}(key); }
+std::uint32_t hashOf(std::string_view key) noexcept {
+  return static_cast<std::uint32_t>(std::hash<std::string_view>{}(key));
+}
 
 }  // namespace
 
@@ -32,22 +35,35 @@ std::size_t URLEncodedFormObject::indexOf(std::string_view key) const noexcept {
     return found == pairs_.end() ? nowhere : static_cast<std::size_t>(found - pairs_.begin());
   }
   const std::size_t mask = table_.size() - 1;
-  for (std::size_t slot = hashOf(key) & mask; table_[slot] != 0; slot = (slot + 1) & mask) {
-    if (pairs_[table_[slot] - 1].first == key) return table_[slot] - 1;
+  const std::uint32_t hash = hashOf(key);
+  for (std::size_t at = hash & mask; table_[at].number != 0; at = (at + 1) & mask) {
+    const std::size_t index = table_[at].number - 1;
+    if (table_[at].hash == hash && pairs_[index].first == key) return index;
   }
   return nowhere;
 }
 
-void URLEncodedFormObject::addToTable(std::size_t index) noexcept {
+void URLEncodedFormObject::addToTable(Slot slot) noexcept {
   const std::size_t mask = table_.size() - 1;
-  std::size_t slot = hashOf(pairs_[index].first) & mask;
-  while (table_[slot] != 0) slot = (slot + 1) & mask;
-  table_[slot] = static_cast<std::uint32_t>(index + 1);
+  std::size_t at = slot.hash & mask;
+  while (table_[at].number != 0) at = (at + 1) & mask;
+  table_[at] = slot;
 }
 
-void URLEncodedFormObject::growTable() {
-  table_.assign(std::max<std::size_t>(table_.size() * 2, 4 * smallObject), 0);
-  for (std::size_t i = 0; i < pairs_.size(); ++i) addToTable(i);
+/// Grows the table when half of it is taken by the pairs and one more.
+void URLEncodedFormObject::makeRoom() {
+  const std::size_t count = pairs_.size() + 1;
+  if (count <= smallObject || 2 * count <= table_.size()) return;
+  std::vector<Slot> slots = std::exchange(table_, {});
+  table_.resize(std::max<std::size_t>(slots.size() * 2, 4 * smallObject));
+  if (slots.empty()) {
+    for (std::uint32_t number = 1; const Pair& pair : pairs_) {
+      addToTable({number++, hashOf(pair.first)});
+    }
+  }
+  for (const Slot& slot : slots) {
+    if (slot.number != 0) addToTable(slot);
+  }
 }
 
 const URLEncodedFormComponent* URLEncodedFormObject::find(std::string_view key) const noexcept {
@@ -56,19 +72,14 @@ const URLEncodedFormComponent* URLEncodedFormObject::find(std::string_view key) 
 }
 
 URLEncodedFormComponent& URLEncodedFormObject::valueFor(std::string_view key) {
-  std::size_t index = indexOf(key);
-  if (index == nowhere) {
-    index = pairs_.size();
-    pairs_.emplace_back(key, URLEncodedFormComponent());
-    if (pairs_.size() > smallObject) {
-      if (table_.size() < 2 * pairs_.size()) {
-        growTable();
-      } else {
-        addToTable(index);
-      }
-    }
+  const std::size_t index = indexOf(key);
+  if (index != nowhere) return pairs_[index].second;
+  makeRoom();
+  pairs_.emplace_back(key, URLEncodedFormComponent());
+  if (!table_.empty()) {
+    addToTable({static_cast<std::uint32_t>(pairs_.size()), hashOf(key)});
   }
-  return pairs_[index].second;
+  return pairs_.back().second;
 }
 
 bool URLEncodedFormObject::operator==(const URLEncodedFormObject& other) const {
@@ -111,16 +122,13 @@ void URLEncodedFormComponent::set(URLEncodedFormComponent value, const CodingPat
 }
 
 void URLEncodedFormComponent::set(URLEncodedFormComponent value, const CodingPathNode* path) {
-  std::vector<const CodingPathNode*> steps;
-  for (const CodingPathNode* node = path; node != nullptr; node = node->parent) {
-    steps.push_back(node);
-  }
-  URLEncodedFormComponent* place = this;
-  // NOLINTNEXTLINE(modernize-loop-convert): clang 14 does not compile this library's views
-  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
-    place = (*step)->index ? &place->child(*(*step)->index) : &place->child((*step)->key);
-  }
-  *place = std::move(value);
+  placeAt(path) = std::move(value);
+}
+
+URLEncodedFormComponent& URLEncodedFormComponent::placeAt(const CodingPathNode* path) {
+  if (path == nullptr) return *this;
+  URLEncodedFormComponent& around = placeAt(path->parent);
+  return path->index ? around.child(*path->index) : around.child(path->key);
 }
 
 std::string URLEncodedFormComponent::description() const {

@@ -35,13 +35,19 @@ class TESSARINE_EXPORT URLEncodedFormObject {
   bool operator==(const URLEncodedFormObject& other) const;
 
  private:
+  /// A pair's number plus one, 0 in an empty slot, and its key's hash, which spares most looks at
+  /// keys that lie elsewhere.
+  struct Slot {
+    std::uint32_t number;
+    std::uint32_t hash;
+  };
+
   std::size_t indexOf(std::string_view key) const noexcept;
-  void addToTable(std::size_t index) noexcept;
-  void growTable();
+  void addToTable(Slot slot) noexcept;
+  void makeRoom();
 
   std::vector<Pair> pairs_;
-  // Open addressing over the pairs' numbers, plus one; empty while the object is small.
-  std::vector<std::uint32_t> table_;
+  std::vector<Slot> table_;  // open addressing; empty while the object is small
 };
 
 /// A form before it is text: a text, a list, or an object. A plain value.
@@ -80,6 +86,7 @@ class TESSARINE_EXPORT URLEncodedFormComponent {
   bool operator==(const URLEncodedFormComponent& other) const;
 
  private:
+  URLEncodedFormComponent& placeAt(const CodingPathNode* path);
   URLEncodedFormComponent& child(std::string_view key);
   URLEncodedFormComponent& child(std::int64_t index);
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string_view>
 #include <variant>
 
@@ -34,15 +35,15 @@ class TESSARINE_EXPORT URLEncodedFormDecoder {
   struct Options {
     using DateEncoding = URLEncodedFormEncoder::DateEncoding;
     DateEncoding::Case dateEncoding = DateEncoding::deferredToDate;
-    DateFormatter formatter = DateFormatter("");         ///< of `formatted`
-    std::function<Date(std::string_view)> dateCallback;  ///< of `custom`
+    std::optional<DateFormatter> formatter = std::nullopt;    ///< of `formatted`
+    std::function<Date(std::string_view)> dateCallback = {};  ///< of `custom`
     URLEncodedFormEncoder::DataEncoding::Case dataEncoding =
         URLEncodedFormEncoder::DataEncoding::base64;
-    std::function<Data(std::string_view)> dataCallback;  ///< of `custom`
+    std::function<Data(std::string_view)> dataCallback = {};  ///< of `custom`
     /// The encoder's: keys are looked up as it would have written them.
     URLEncodedFormEncoder::KeyEncoding keyEncoding =
         URLEncodedFormEncoder::KeyEncoding::useDefaultKeys;
-    CodingUserInfo userInfo;
+    CodingUserInfo userInfo = {};
   };
 
   URLEncodedFormDecoder();

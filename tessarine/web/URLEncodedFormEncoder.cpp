@@ -81,17 +81,17 @@ URLEncodedFormComponent URLEncodedFormEncoder::componentOf(EncodableValue value)
 }
 
 std::string URLEncodedFormEncoder::textOf(EncodableValue value) const {
-  const URLEncodedFormSerializer serializer(options_.alphabetizeKeyValuePairs,
-                                            options_.arrayEncoding, options_.keyEncoding,
-                                            options_.spaceEncoding, options_.allowedCharacters);
   const bool isObject = value.shape->encode == nullptr && (value.shape->kind == ShapeKind::object ||
                                                            value.shape->kind == ShapeKind::map);
   if (isObject && internal::FormPairWriter::suits(options_)) {
-    internal::FormPairWriter writer(options_, serializer);
-    if (writer.write(value)) return writer.takeText();
+    internal::FormPairWriter writer(options_);
+    if (writer.write(value)) return writer.text();
   }
   const URLEncodedFormComponent component = componentOf(value);
   if (component.object() == nullptr) throw Error(component.description());
+  const URLEncodedFormSerializer serializer(options_.alphabetizeKeyValuePairs,
+                                            options_.arrayEncoding, options_.keyEncoding,
+                                            options_.spaceEncoding, options_.allowedCharacters);
   return serializer.serialize(*component.object());
 }
 

@@ -4,178 +4,111 @@
 #include <utility>
 #include <vector>
 
-#include "tessarine/values/utf8.hpp"
+#include "tessarine/web/internal/FormTextWriter.hpp"
 
 namespace tessarine {
 namespace {
 
-constexpr std::string_view digits = "0123456789ABCDEF";
+using internal::FormTextWriter;
+using internal::TextBuffer;
 
-void appendPercentEncoded(std::string_view bytes, std::string& out) {
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    out += '%';
-    out += digits[byte >> 4U];
-    out += digits[byte & 15U];
+/// Puts the segments of the text from `begin` on, which end at `ends`, in ascending order.
+void sortSegments(TextBuffer& text, std::size_t begin, const std::vector<std::size_t>& ends) {
+  const std::string unsorted(text.text().substr(begin));
+  std::vector<std::string_view> segments;
+  segments.reserve(ends.size());
+  for (std::size_t at = begin; const std::size_t end : ends) {
+    segments.push_back(std::string_view(unsorted).substr(at - begin, end - at));
+    at = end + 1;
+  }
+  std::sort(segments.begin(), segments.end());
+  text.truncate(begin);
+  for (bool isFirst = true; const std::string_view segment : segments) {
+    if (!std::exchange(isFirst, false)) text.append('&');
+    text.append(segment);
   }
 }
+
+/// Walks a tree. Each level is a list of segments, one an entry.
+class TreeWriter {
+ public:
+  TreeWriter(FormTextWriter& out, bool isSorted) noexcept : out_(out), isSorted_(isSorted) {}
+
+  void write(const URLEncodedFormComponent::Object& object) {
+    writeLevel(object, [&](const URLEncodedFormObject::Pair& pair) {
+      const auto mark = out_.enterMember(pair.first);
+      write(pair.second);
+      out_.leave(mark);
+    });
+  }
+  void write(const URLEncodedFormComponent::Array& array) {
+    const auto mark = out_.enterElement();
+    writeLevel(array, [&](const URLEncodedFormComponent& element) { write(element); });
+    out_.leave(mark);
+  }
+
+ private:
+  void write(const URLEncodedFormComponent& component) {
+    if (const std::string* text = component.string()) {
+      out_.writePair(*text);
+    } else if (const auto* array = component.array()) {
+      write(*array);
+    } else {
+      write(*component.object());
+    }
+  }
+
+  template <class Entries, class Write>
+  void writeLevel(const Entries& entries, Write writeEntry) {
+    const std::size_t begin = out_.text().size();
+    std::vector<std::size_t> ends;
+    bool isFirst = true;
+    for (const auto& entry : entries) {
+      if (!std::exchange(isFirst, false)) out_.separate();
+      writeEntry(entry);
+      if (isSorted_) ends.push_back(out_.text().size());
+    }
+    if (isSorted_) sortSegments(out_.text(), begin, ends);
+  }
+
+  FormTextWriter& out_;
+  bool isSorted_;
+};
 
 }  // namespace
 
 URLEncodedFormSerializer::URLEncodedFormSerializer(
     bool alphabetizeKeyValuePairs, URLEncodedFormEncoder::ArrayEncoding arrayEncoding,
     URLEncodedFormEncoder::KeyEncoding keyEncoding,
-    URLEncodedFormEncoder::SpaceEncoding spaceEncoding, const CharacterSet& allowedCharacters)
+    URLEncodedFormEncoder::SpaceEncoding spaceEncoding, CharacterSet allowedCharacters)
     : alphabetizeKeyValuePairs_(alphabetizeKeyValuePairs),
       arrayEncoding_(arrayEncoding),
       keyEncoding_(std::move(keyEncoding)),
       spaceEncoding_(spaceEncoding),
-      allowedCharacters_(allowedCharacters) {
-  bytes_.fill(Byte::beyondAscii);
-  for (char32_t c = 0; c < 128; ++c) {
-    bytes_[c] = c == ' '                        ? Byte::space
-                : allowedCharacters.contains(c) ? Byte::plain
-                                                : Byte::escaped;
-  }
+      allowedCharacters_(std::move(allowedCharacters)) {}
+
+template <class Component>
+std::string URLEncodedFormSerializer::text(const Component& component,
+                                           const std::string_view* key) const {
+  FormTextWriter out(arrayEncoding_, keyEncoding_, spaceEncoding_, allowedCharacters_);
+  if (key != nullptr) out.enterMember(*key);
+  TreeWriter(out, alphabetizeKeyValuePairs_).write(component);
+  return std::string(out.text().text());
 }
 
 std::string URLEncodedFormSerializer::serialize(
     const URLEncodedFormComponent::Object& object) const {
-  std::string text;
-  append(object, nullptr, text);
-  return text;
+  return text(object, nullptr);
 }
 
 std::string URLEncodedFormSerializer::serialize(const URLEncodedFormComponent::Object& object,
                                                 std::string_view key) const {
-  std::string text;
-  const std::string keyPath(key);
-  append(object, &keyPath, text);
-  return text;
+  return text(object, &key);
 }
 
 std::string URLEncodedFormSerializer::serialize(const URLEncodedFormComponent::Array& array,
                                                 std::string_view key) const {
-  std::string text;
-  append(array, std::string(key), text);
-  return text;
-}
-
-/// Each element gives a segment, which is sorted as a whole and joined with the others.
-template <class Elements, class Append>
-void URLEncodedFormSerializer::appendLevel(const Elements& elements, std::string& out,
-                                           Append appendElement) const {
-  bool isFirst = true;
-  const auto separate = [&] {
-    if (!std::exchange(isFirst, false)) out += '&';
-  };
-  if (!alphabetizeKeyValuePairs_) {
-    for (const auto& element : elements) {
-      separate();
-      appendElement(element, out);
-    }
-    return;
-  }
-  std::vector<std::string> segments;
-  segments.reserve(elements.size());
-  for (const auto& element : elements) appendElement(element, segments.emplace_back());
-  std::sort(segments.begin(), segments.end());
-  for (const std::string& segment : segments) {
-    separate();
-    out += segment;
-  }
-}
-
-void URLEncodedFormSerializer::append(const URLEncodedFormComponent::Object& object,
-                                      const std::string* keyPath, std::string& out) const {
-  appendLevel(object, out, [&](const URLEncodedFormObject::Pair& pair, std::string& segment) {
-    const auto& [key, value] = pair;
-    append(value, keyPath == nullptr ? key : *keyPath + "[" + key + "]", segment);
-  });
-}
-
-void URLEncodedFormSerializer::append(const URLEncodedFormComponent::Array& array,
-                                      const std::string& keyPath, std::string& out) const {
-  const bool hasBrackets = arrayEncoding_ == URLEncodedFormEncoder::ArrayEncoding::brackets;
-  const std::string elementPath = hasBrackets ? keyPath + "[]" : keyPath;
-  appendLevel(array, out, [&](const URLEncodedFormComponent& element, std::string& segment) {
-    append(element, elementPath, segment);
-  });
-}
-
-void URLEncodedFormSerializer::append(const URLEncodedFormComponent& component,
-                                      const std::string& keyPath, std::string& out) const {
-  if (const std::string* text = component.string()) {
-    appendPair(keyPath, *text, out);
-  } else if (const auto* array = component.array()) {
-    append(*array, keyPath, out);
-  } else {
-    append(*component.object(), &keyPath, out);
-  }
-}
-
-void URLEncodedFormSerializer::appendPair(const std::string& keyPath, std::string_view value,
-                                          std::string& out) const {
-  const bool isConverted =
-      keyEncoding_.kind() != URLEncodedFormEncoder::KeyEncoding::useDefaultKeys;
-  if (isConverted) {
-    appendEscaped(keyEncoding_.encode(keyPath), out);
-  } else {
-    appendEscaped(keyPath, out);
-  }
-  out += '=';
-  appendEscaped(value, out);
-}
-
-void URLEncodedFormSerializer::appendEscaped(std::string_view text, std::string& out) const {
-  // In steps, so that the room for what may be escaped is small beside the text.
-  constexpr std::size_t step = 256;
-  while (!text.empty()) {
-    const char* const begin = text.data();
-    const char* at = appendRun(begin, begin + std::min(text.size(), step), out);
-    text.remove_prefix(static_cast<std::size_t>(at - begin));
-    if (!text.empty() && static_cast<unsigned char>(text.front()) >= 0x80) {
-      text.remove_prefix(appendCharacter(text, out));
-    }
-  }
-}
-
-/// Appends up to the end or the next byte beyond ASCII, and gives that place.
-const char* URLEncodedFormSerializer::appendRun(const char* at, const char* end,
-                                                std::string& out) const {
-  const bool isPlus = spaceEncoding_ == URLEncodedFormEncoder::SpaceEncoding::plusReplaced;
-  const std::size_t size = out.size();
-  out.resize(size + 3 * static_cast<std::size_t>(end - at));
-  char* to = out.data() + size;
-  for (; at < end; ++at) {
-    const auto byte = static_cast<unsigned char>(*at);
-    if (bytes_[byte] == Byte::plain) {
-      *to++ = *at;
-    } else if (bytes_[byte] == Byte::beyondAscii) {
-      break;
-    } else if (bytes_[byte] == Byte::space && isPlus) {
-      *to++ = '+';
-    } else {
-      *to++ = '%';
-      *to++ = digits[byte >> 4U];
-      *to++ = digits[byte & 15U];
-    }
-  }
-  out.resize(static_cast<std::size_t>(to - out.data()));
-  return at;
-}
-
-/// Appends the character beyond ASCII at the front, and gives its size.
-std::size_t URLEncodedFormSerializer::appendCharacter(std::string_view text,
-                                                      std::string& out) const {
-  const std::size_t size = utf8CharacterSize(text);
-  const std::string_view character = size == 0 ? utf8Replacement : text.substr(0, size);
-  if (allowedCharacters_.contains(utf8Scalar(character))) {
-    out += character;
-  } else {
-    appendPercentEncoded(character, out);
-  }
-  return std::max<std::size_t>(size, 1);
+  return text(array, &key);
 }
 
 }  // namespace tessarine

@@ -5,7 +5,8 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
-#include <random>
+#include <map>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -60,6 +61,11 @@ TEST(CodableAnyHashable, FormFollowsFromTheType) {
   EXPECT_EQ(written(anyHashableArray(
                 {1, std::any(std::vector<int*>{}), std::string("a"), std::vector<std::any>{2.5}})),
             R"([1,"a",[2.5]])");
+  using AnyMap = std::map<std::string, std::any>;
+  EXPECT_EQ(written(anyHashableDictionary({{"kept", AnyMap{{"x", 1}, {"y", std::any()}}},
+                                           {"gone", std::any(std::vector<int*>{})},
+                                           {"list", std::vector<std::any>{AnyMap{{"z", true}}}}})),
+            R"({"kept":{"x":1},"list":[{"z":true}]})");
 }
 
 TEST(CodableAnyHashable, ReadsByTheFormAlone) {
@@ -112,6 +118,12 @@ struct Settings {
       fields(field("name", &Settings::name), field("scale", &Settings::scale));
 };
 
+/// Its own failure is none of a coder's.
+struct Failing {
+  void encode(Encoder& /*encoder*/) const { throw std::runtime_error("mine"); }
+  static Failing decode(Decoder& /*decoder*/) { return {}; }
+};
+
 TEST(Codable, DeepCopyAndIsDistinctSwallowErrors) {
   const Settings settings{"a", 2};
   EXPECT_EQ(deepCopy(settings)->name, "a");
@@ -120,6 +132,8 @@ TEST(Codable, DeepCopyAndIsDistinctSwallowErrors) {
   const Settings infinite{"a", std::numeric_limits<double>::infinity()};
   EXPECT_EQ(deepCopy(infinite).has_value(), false);
   EXPECT_FALSE(isDistinct(infinite, settings));
+  EXPECT_FALSE(deepCopy(Failing()).has_value());
+  EXPECT_FALSE(isDistinct(Failing(), Failing()));
 }
 
 TEST(DataHelpers, ReadTextsInTheirEncoding) {

@@ -108,6 +108,27 @@ TEST(URLEncodedForm, SortsFinishedSegmentsAtEveryLevel) {
   EXPECT_EQ(textOf(unordered, {.alphabetizeKeyValuePairs = true}), "a=2&b=1&c%5By%5D=2&c%5Bz%5D=1");
 }
 
+TEST(URLEncodedForm, TreesAreWrittenFromAnyKeyOn) {
+  using Component = URLEncodedFormComponent;
+  const auto serializer = [](Form::KeyEncoding keys) {
+    return URLEncodedFormSerializer(false, Form::ArrayEncoding::brackets, std::move(keys),
+                                    Form::SpaceEncoding::percentEscaped, afURLQueryAllowed());
+  };
+  Component tree;
+  tree.set("1", {AnyCodingKey("aB")});
+  tree.set(Component::Array(), {AnyCodingKey("none")});
+  tree.set("2", {AnyCodingKey(""), AnyCodingKey("c")});
+  const auto plain = serializer(Form::KeyEncoding::useDefaultKeys);
+  // A list without elements, which only a tree made by hand has, is an empty segment.
+  EXPECT_EQ(plain.serialize(*tree.object()), "aB=1&&%5Bc%5D=2");
+  EXPECT_EQ(plain.serialize(*tree.object(), "k e"), "k%20e%5BaB%5D=1&&k%20e%5B%5D%5Bc%5D=2");
+  EXPECT_EQ(plain.serialize(Component::Array{"x", Component::Array{"y"}}, "k"),
+            "k%5B%5D=x&k%5B%5D%5B%5D=y");
+  EXPECT_EQ(plain.serialize(Component::Array(), "k"), "");
+  EXPECT_EQ(serializer(Form::KeyEncoding::uppercased).serialize(*tree.object(), "k e"),
+            "K%20E%5BAB%5D=1&&K%20E%5B%5D%5BC%5D=2");
+}
+
 TEST(URLEncodedForm, EscapesEveryByteThatIsNotAllowed) {
   const auto one = [](std::string_view value, Form::Options options = {}) {
     const std::map<std::string, std::string> form{{"k", std::string(value)}};
@@ -172,7 +193,11 @@ TEST(URLEncodedForm, WritesDatesAndBytesAsAsked) {
   EXPECT_EQ(date(Dates::secondsSince1970), "d=1.5");
   EXPECT_EQ(date(Dates::millisecondsSince1970), "d=1500.0");
   EXPECT_EQ(date(Dates::iso8601), "d=1970-01-01T00%3A00%3A01Z");
-  EXPECT_EQ(date(Dates::withFormatter(DateFormatter("yyyy"))), "d=1970");
+  const DateFormatter year("yyyy", {.timeZone = TimeZone::gmt()});
+  EXPECT_EQ(date(Dates::withFormatter(year)), "d=1970");
+  const URLEncodedFormDecoder years({.dateEncoding = Dates::formatted, .formatter = year});
+  using Members = std::map<std::string, Date>;
+  EXPECT_EQ(years.decode<Members>("d=1970").at("d"), Date::since1970(0));
   EXPECT_EQ(date(Dates::withCallback([](Date) { return std::string("x"); })), "d=x");
   EXPECT_THROW((void)date(Dates::withCallback(
                    [](Date) -> std::string { throw std::runtime_error("mine"); })),

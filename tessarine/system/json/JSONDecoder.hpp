@@ -11,11 +11,11 @@
 namespace tessarine {
 
 struct JSONDecoderOptions {
-  JSONDateStrategy<std::function<Date(Decoder&)>> dateDecodingStrategy;
-  JSONDataStrategy<std::function<Data(Decoder&)>> dataDecodingStrategy;
-  JSONNonConformingFloatStrategy nonConformingFloatDecodingStrategy;
-  JSONKeyStrategy keyDecodingStrategy;
-  CodingUserInfo userInfo;
+  JSONDateStrategy<std::function<Date(Decoder&)>> dateDecodingStrategy = {};
+  JSONDataStrategy<std::function<Data(Decoder&)>> dataDecodingStrategy = {};
+  JSONNonConformingFloatStrategy nonConformingFloatDecodingStrategy = {};
+  JSONKeyStrategy keyDecodingStrategy = {};
+  CodingUserInfo userInfo = {};
 };
 
 /// Reads decodable values from JSON:

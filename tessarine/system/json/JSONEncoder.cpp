@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "tessarine/system/json/internal/JSONValueWriter.hpp"
-#include "tessarine/system/json/internal/TextBuffer.hpp"
+#include "tessarine/values/internal/TextBuffer.hpp"
 
 namespace tessarine {
 namespace {

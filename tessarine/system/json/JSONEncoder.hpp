@@ -19,12 +19,12 @@ struct JSONOutputFormatting {
 };
 
 struct JSONEncoderOptions {
-  JSONOutputFormatting outputFormatting;
-  JSONDateStrategy<std::function<void(Date, Encoder&)>> dateEncodingStrategy;
-  JSONDataStrategy<std::function<void(const Data&, Encoder&)>> dataEncodingStrategy;
-  JSONNonConformingFloatStrategy nonConformingFloatEncodingStrategy;
-  JSONKeyStrategy keyEncodingStrategy;
-  CodingUserInfo userInfo;
+  JSONOutputFormatting outputFormatting = {};
+  JSONDateStrategy<std::function<void(Date, Encoder&)>> dateEncodingStrategy = {};
+  JSONDataStrategy<std::function<void(const Data&, Encoder&)>> dataEncodingStrategy = {};
+  JSONNonConformingFloatStrategy nonConformingFloatEncodingStrategy = {};
+  JSONKeyStrategy keyEncodingStrategy = {};
+  CodingUserInfo userInfo = {};
 };
 
 /// Writes encodable values as JSON (RFC 8259), UTF-8 without a byte order mark:

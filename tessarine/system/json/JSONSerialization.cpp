@@ -11,6 +11,7 @@ namespace tessarine::JSONSerialization {
 namespace {
 
 using internal::JSONReader;
+using internal::JSONTokens;
 
 const JSONDecoderOptions& plainOptions() {
   static const JSONDecoderOptions options;
@@ -22,7 +23,8 @@ AnyHashable numberAt(JSONReader& reader, std::uint32_t position) {
     reader.readAt(position, {&number, &ShapeOf<Number>::value}, nullptr);
     return AnyHashable(NSNumber(number));
   };
-  if (reader.numberAt(position).find_first_of(".eE") != std::string_view::npos) return read(0.0);
+  if (reader.tokens().numberAt(position).find_first_of(".eE") != std::string_view::npos)
+    return read(0.0);
   return reader.mayRead(position, ShapeKind::int64) ? read(std::int64_t{0})
                                                     : read(std::uint64_t{0});
 }
@@ -31,8 +33,8 @@ AnyHashable valueAt(JSONReader& reader, std::uint32_t position);
 
 AnyHashable arrayAt(JSONReader& reader, std::uint32_t position) {
   AnyHashable::Array elements;
-  const std::uint32_t end = reader.endOf(position) - 1;
-  for (std::uint32_t at = position + 1; at < end; at = reader.endOf(at) + 1) {
+  const std::uint32_t end = reader.tokens().endOf(position) - 1;
+  for (std::uint32_t at = position + 1; at < end; at = reader.tokens().endOf(at) + 1) {
     elements.push_back(valueAt(reader, at));
   }
   return elements;
@@ -40,24 +42,24 @@ AnyHashable arrayAt(JSONReader& reader, std::uint32_t position) {
 
 AnyHashable dictionaryAt(JSONReader& reader, std::uint32_t position) {
   AnyHashable::Dictionary pairs;
-  const std::uint32_t end = reader.endOf(position) - 1;
-  for (std::uint32_t at = position + 1; at < end; at = reader.endOf(at + 2) + 1) {
-    pairs.insert_or_assign(reader.stringAt(at), valueAt(reader, at + 2));
+  const std::uint32_t end = reader.tokens().endOf(position) - 1;
+  for (std::uint32_t at = position + 1; at < end; at = reader.tokens().endOf(at + 2) + 1) {
+    pairs.insert_or_assign(reader.tokens().stringAt(at), valueAt(reader, at + 2));
   }
   return pairs;
 }
 
 AnyHashable valueAt(JSONReader& reader, std::uint32_t position) {
-  switch (reader.tokenAt(position)) {
-    case JSONReader::Token::object:
+  switch (reader.tokens().tokenAt(position)) {
+    case JSONTokens::Token::object:
       return dictionaryAt(reader, position);
-    case JSONReader::Token::array:
+    case JSONTokens::Token::array:
       return arrayAt(reader, position);
-    case JSONReader::Token::text:
-      return PreferenceObject(reader.stringAt(position));
-    case JSONReader::Token::boolean:
-      return NSNumber(reader.booleanAt(position));
-    case JSONReader::Token::number:
+    case JSONTokens::Token::text:
+      return PreferenceObject(reader.tokens().stringAt(position));
+    case JSONTokens::Token::boolean:
+      return NSNumber(reader.tokens().booleanAt(position));
+    case JSONTokens::Token::number:
       return numberAt(reader, position);
     default:
       return AnyHashable(NSNull());
@@ -111,7 +113,7 @@ struct Untyped {
 AnyHashable jsonObject(const Data& data, ReadingOptions options) {
   JSONReader reader(data.text(), plainOptions());
   reader.findEnds();
-  const bool isFragment = reader.charAt(0) != '{' && reader.charAt(0) != '[';
+  const bool isFragment = reader.tokens().charAt(0) != '{' && reader.tokens().charAt(0) != '[';
   if (isFragment && !options.fragmentsAllowed) {
     throw reader.dataCorrupted(0, "The document is neither an array nor an object.", nullptr);
   }

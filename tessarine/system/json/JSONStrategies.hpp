@@ -27,8 +27,9 @@ struct JSONDateForms {
   using enum Case;
 };
 
-/// How dates stand in JSON. A callback runs on the coder's thread, once a date; what it throws is
-/// passed on.
+/// How dates stand in JSON. An ISO 8601 text whose offset leads out of the years 0 to 9999 in GMT,
+/// which could not be written again, is refused at reading. A callback runs on the coder's thread,
+/// once a date; what it throws is passed on.
 template <class Custom>
 class JSONDateStrategy : public JSONDateForms {
  public:

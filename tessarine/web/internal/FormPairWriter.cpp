@@ -23,12 +23,8 @@ bool FormPairWriter::writeMembers(EncodableValue object, const CodingPathNode* p
     return isWritten;
   }
   for (const FieldShape& field : object.shape->fields) {
-    EncodableValue value{field.address(const_cast<void*>(object.address)), field.shape};
-    if (field.shape->kind == ShapeKind::optional) {
-      const OptionalShape& optional = *field.shape->optional;
-      value = {optional.get(value.address), optional.wrapped};
-      if (value.address == nullptr) continue;
-    }
+    const EncodableValue value = field.valueIn(object.address);
+    if (value.address == nullptr) continue;
     if (!writeMember(field.name, value, path)) return false;
   }
   return true;
@@ -36,15 +32,10 @@ bool FormPairWriter::writeMembers(EncodableValue object, const CodingPathNode* p
 
 bool FormPairWriter::writeMember(std::string_view key, EncodableValue value,
                                  const CodingPathNode* path) {
-  const std::size_t size = keyPath_.size();
-  if (path == nullptr) {
-    keyPath_ += key;
-  } else {
-    keyPath_.append("[").append(key).append("]");
-  }
+  const auto mark = out_.enterMember(key);
   const CodingPathNode step{path, key};
   const bool isWritten = writeValue(value, &step);
-  keyPath_.resize(size);
+  out_.leave(mark);
   return isWritten;
 }
 
@@ -74,8 +65,7 @@ bool FormPairWriter::writeValue(EncodableValue value, const CodingPathNode* path
 
 bool FormPairWriter::writeSequence(EncodableValue value, const CodingPathNode* path) {
   const SequenceShape& shape = *value.shape->sequence;
-  const std::size_t size = keyPath_.size();
-  if (options_.arrayEncoding == URLEncodedFormEncoder::ArrayEncoding::brackets) keyPath_ += "[]";
+  const auto mark = out_.enterElement();
   CodingPathNode step{path, {}, -1};
   bool isWritten = true;
   ++depth_;
@@ -84,13 +74,13 @@ bool FormPairWriter::writeSequence(EncodableValue value, const CodingPathNode* p
     isWritten = isWritten && writeValue({element, shape.element}, &step);
   });
   --depth_;
-  keyPath_.resize(size);
+  out_.leave(mark);
   return isWritten;
 }
 
 void FormPairWriter::writePair(std::string_view value) {
-  if (!text_.empty()) text_ += '&';
-  serializer_.appendPair(keyPath_, value, text_);
+  if (out_.text().size() > 0) out_.separate();
+  out_.writePair(value);
 }
 
 }  // namespace tessarine::internal

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "tessarine/coding/CodingPathNode.hpp"
 #include "tessarine/coding/Encoder.hpp"
 #include "tessarine/web/URLEncodedFormEncoder.hpp"
-#include "tessarine/web/URLEncodedFormSerializer.hpp"
+#include "tessarine/web/internal/FormTextWriter.hpp"
 
 namespace tessarine::internal {
 
@@ -15,16 +16,17 @@ namespace tessarine::internal {
 /// their keys. Gives up on a value that only the tree can take: one with an `encode` of its own.
 class FormPairWriter {
  public:
-  FormPairWriter(const URLEncodedFormEncoder::Options& options,
-                 const URLEncodedFormSerializer& serializer)
-      : options_(options), serializer_(serializer) {}
+  explicit FormPairWriter(const URLEncodedFormEncoder::Options& options)
+      : options_(options),
+        out_(options.arrayEncoding, options.keyEncoding, options.spaceEncoding,
+             options.allowedCharacters) {}
 
   /// Whether forms with these options may be written so at all: a callback must run once a value.
   static bool suits(const URLEncodedFormEncoder::Options& options) noexcept;
 
   /// False when it gave up. The root is an object or a map.
   bool write(EncodableValue root);
-  std::string takeText() { return std::move(text_); }
+  std::string text() { return std::string(out_.text().text()); }
 
  private:
   bool writeMembers(EncodableValue object, const CodingPathNode* path);
@@ -34,10 +36,8 @@ class FormPairWriter {
   void writePair(std::string_view value);
 
   const URLEncodedFormEncoder::Options& options_;
-  const URLEncodedFormSerializer& serializer_;
-  std::string keyPath_;
+  FormTextWriter out_;
   std::size_t depth_ = 0;
-  std::string text_;
 };
 
 }  // namespace tessarine::internal

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tessarine/coding/CodingErrors.hpp"
+#include "tessarine/values/hexadecimalDigit.hpp"
 #include "tessarine/values/utf8.hpp"
 #include "tessarine/web/internal/URLEncodedFormTreeEncoder.hpp"
 
@@ -19,13 +20,6 @@ using Component = URLEncodedFormComponent;
                       {std::move(path), "The text is no form: " + std::move(why), nullptr, offset});
 }
 
-int digitValue(char c) noexcept {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 std::string unescaped(std::string_view text, std::size_t offset) {
   std::string plain;
   plain.reserve(text.size());
@@ -33,8 +27,8 @@ std::string unescaped(std::string_view text, std::size_t offset) {
     if (text[i] == '+') {
       plain += ' ';
     } else if (text[i] == '%') {
-      const int high = i + 2 < text.size() ? digitValue(text[i + 1]) : -1;
-      const int low = i + 2 < text.size() ? digitValue(text[i + 2]) : -1;
+      const int high = i + 2 < text.size() ? hexadecimalDigit(text[i + 1]) : -1;
+      const int low = i + 2 < text.size() ? hexadecimalDigit(text[i + 2]) : -1;
       if (high < 0 || low < 0) fail("an escape that there is not", offset + i);
       plain += static_cast<char>(high * 16 + low);
       i += 2;

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string_view>
 
+#include "tessarine/coding/internal/writableDate.hpp"
+#include "tessarine/coding/withIntegerType.hpp"
 #include "tessarine/system/time/ISO8601DateFormatter.hpp"
 
 namespace tessarine::internal {
@@ -69,9 +71,9 @@ std::optional<Date> dateFrom(const std::string& text,
     case DateEncoding::millisecondsSince1970:
       return number(millisecondsASecond, true);
     case DateEncoding::iso8601:
-      return ISO8601DateFormatter::shared().date(text);
+      return writableDate(ISO8601DateFormatter::shared(), text);
     case DateEncoding::formatted:
-      return options.formatter.date(text);
+      return options.formatter ? options.formatter->date(text) : std::nullopt;
     case DateEncoding::custom:
       return options.dateCallback(text);
   }
@@ -87,29 +89,13 @@ bool isFormScalar(ShapeKind kind, const URLEncodedFormDecoder::Options& options)
 
 bool readFormScalar(const std::string& text, DecodableSlot slot,
                     const URLEncodedFormDecoder::Options& options) {
+  bool isRead = false;
+  const bool isInteger = withIntegerType(
+      slot.shape->kind, [&]<class Integer>() { isRead = assignInteger<Integer>(slot, text); });
+  if (isInteger) return isRead;
   switch (slot.shape->kind) {
     case ShapeKind::boolean:
       return assign(slot, boolFrom(text));
-    case ShapeKind::int8:
-      return assignInteger<std::int8_t>(slot, text);
-    case ShapeKind::int16:
-      return assignInteger<std::int16_t>(slot, text);
-    case ShapeKind::int32:
-      return assignInteger<std::int32_t>(slot, text);
-    case ShapeKind::int64:
-      return assignInteger<std::int64_t>(slot, text);
-    case ShapeKind::int128:
-      return assignInteger<Int128>(slot, text);
-    case ShapeKind::uint8:
-      return assignInteger<std::uint8_t>(slot, text);
-    case ShapeKind::uint16:
-      return assignInteger<std::uint16_t>(slot, text);
-    case ShapeKind::uint32:
-      return assignInteger<std::uint32_t>(slot, text);
-    case ShapeKind::uint64:
-      return assignInteger<std::uint64_t>(slot, text);
-    case ShapeKind::uint128:
-      return assignInteger<UInt128>(slot, text);
     case ShapeKind::float32:
       return assign(slot, floatFrom<float>(text));
     case ShapeKind::float64:

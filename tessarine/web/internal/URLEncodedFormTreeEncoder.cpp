@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "tessarine/coding/withIntegerType.hpp"
 #include "tessarine/system/time/ISO8601DateFormatter.hpp"
 #include "tessarine/values/floatText.hpp"
 
@@ -67,6 +68,15 @@ std::string boolText(bool value, URLEncodedFormEncoder::BoolEncoding encoding) {
 std::optional<std::string> formText(EncodableValue value,
                                     const URLEncodedFormEncoder::Options& options,
                                     const CodingPathNode* path) {
+  std::string digits;
+  const bool isInteger = withIntegerType(value.shape->kind, [&]<class Integer>() {
+    if constexpr (sizeof(Integer) > sizeof(std::int64_t)) {
+      digits = decimalText(as<Integer>(value));
+    } else {
+      digits = std::to_string(as<Integer>(value));
+    }
+  });
+  if (isInteger) return digits;
   switch (value.shape->kind) {
     case ShapeKind::boolean:
       return boolText(as<bool>(value), options.boolEncoding);
@@ -78,26 +88,6 @@ std::optional<std::string> formText(EncodableValue value,
       return floatText(as<float>(value));
     case ShapeKind::float64:
       return floatText(as<double>(value));
-    case ShapeKind::int8:
-      return std::to_string(as<std::int8_t>(value));
-    case ShapeKind::int16:
-      return std::to_string(as<std::int16_t>(value));
-    case ShapeKind::int32:
-      return std::to_string(as<std::int32_t>(value));
-    case ShapeKind::int64:
-      return std::to_string(as<std::int64_t>(value));
-    case ShapeKind::int128:
-      return decimalText(as<Int128>(value));
-    case ShapeKind::uint8:
-      return std::to_string(as<std::uint8_t>(value));
-    case ShapeKind::uint16:
-      return std::to_string(as<std::uint16_t>(value));
-    case ShapeKind::uint32:
-      return std::to_string(as<std::uint32_t>(value));
-    case ShapeKind::uint64:
-      return std::to_string(as<std::uint64_t>(value));
-    case ShapeKind::uint128:
-      return decimalText(as<UInt128>(value));
     case ShapeKind::date:
       return dateText(value, options, path);
     case ShapeKind::data:
@@ -144,7 +134,6 @@ class URLEncodedFormTreeEncoder::SingleValueContainer final
         return;
       }
     }
-    canEncodeNewValue_ = false;
     attemptToEncode(value);
   }
 
@@ -157,8 +146,12 @@ class URLEncodedFormTreeEncoder::SingleValueContainer final
                   "Attempt to encode value through single value container when previously value "
                   "already encoded."});
   }
-  /// By the value's own structure.
+  /// By the value's own structure. The value is through when its `encode` has returned or thrown.
   void attemptToEncode(EncodableValue value) {
+    struct Closing {
+      bool& isOpen;
+      ~Closing() { isOpen = false; }
+    } const closing{canEncodeNewValue_};
     std::size_t depth = 0;
     for (const CodingPathNode* node = path_; node != nullptr; node = node->parent) ++depth;
     if (depth > deepestForm) {
@@ -188,7 +181,9 @@ class URLEncodedFormTreeEncoder::KeyedContainer final : public KeyedEncodingCont
                                       {codingPath(), std::string(noNil)});
   }
   void encode(EncodableValue value, CodingKeyView key) override {
-    SingleValueContainer(context_, nested(key)).encode(value);
+    // No container of the value's outlives this call.
+    const CodingPathNode step{path_, key.stringValue(), key.intValue()};
+    SingleValueContainer(context_, &step).encode(value);
   }
   KeyedEncodingContainer nestedContainer(CodingKeyView key) override {
     return KeyedEncodingContainer(std::make_unique<KeyedContainer>(context_, nested(key)));
@@ -222,9 +217,8 @@ class URLEncodedFormTreeEncoder::UnkeyedContainer final : public UnkeyedEncoding
     throw EncodingError::invalidValue(std::string("nil"), {codingPath(), std::string(noNil)});
   }
   void encode(EncodableValue value) override {
-    SingleValueContainer container(context_, nested());
-    ++count_;
-    container.encode(value);
+    const CodingPathNode step{path_, {}, count_++};
+    SingleValueContainer(context_, &step).encode(value);
   }
   KeyedEncodingContainer nestedContainer() override {
     auto container = std::make_unique<KeyedContainer>(context_, nested());

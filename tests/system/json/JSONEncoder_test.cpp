@@ -143,6 +143,30 @@ TEST(JSONEncoder, FormatsAsAsked) {
   EXPECT_EQ(JSONEncoder().text("ill \xff formed"), "\"ill \xEF\xBF\xBD formed\"");
 }
 
+// A host that catches goes on as if it had not tried, in small objects and in large ones.
+TEST(JSONEncoder, WhatFailsLeavesNoTrace) {
+  const double bad = std::nan("");
+  for (const int others : {1, 15, 16, 17, 40}) {
+    std::string expected = R"({"kept":1)";
+    const std::string text = textOf([&](Encoder& encoder) {
+      auto container = encoder.container();
+      container.encode(1, "kept");
+      for (int i = 0; i < others; ++i) {
+        const std::string key = "k" + std::to_string(i);
+        EXPECT_THROW(container.encode(bad, key), EncodingError);
+        EXPECT_THROW(container.encode(bad, "kept"), EncodingError);
+        EXPECT_THROW(container.encode(bad, "gone"), EncodingError);
+        container.encode(i, key);
+        expected += ",\"" + key + "\":" + std::to_string(i);
+      }
+      auto list = container.nestedUnkeyedContainer("list");
+      EXPECT_THROW(list.encode(bad), EncodingError);
+      list.encode(2);
+    });
+    EXPECT_EQ(text, expected + R"(,"list":[2]})");
+  }
+}
+
 // Escapes at every place of texts of every length up to beyond two blocks.
 TEST(JSONEncoder, EscapesWhereverTheCharacterStands) {
   for (std::size_t size = 1; size < 40; ++size) {

@@ -260,7 +260,7 @@ TEST(JSONRoundTrip, DateDataAndFloatStrategiesGoBothWays) {
             "1714566896500.0");
   EXPECT_EQ(through(Encoding(Dates::iso8601), Decoding(Dates::iso8601)),
             R"("2024-05-01T12:34:56Z")");
-  const DateFormatter day("yyyy/MM/dd HH:mm:ss");
+  const DateFormatter day("yyyy/MM/dd HH:mm:ss", {.timeZone = TimeZone::gmt()});
   EXPECT_EQ(through(Encoding::withFormatter(day), Decoding::withFormatter(day)),
             R"("2024\/05\/01 12:34:56")");
   EXPECT_EQ(through(Encoding::withCallback([](Date d, Encoder& encoder) {
@@ -270,6 +270,20 @@ TEST(JSONRoundTrip, DateDataAndFloatStrategiesGoBothWays) {
                       return Date::since1970(decoder.unkeyedContainer().decode<double>());
                     })),
             "[1714566896.5]");
+
+  // In years -1 and 10000 of GMT, whose dates could not be written again, in JSON as in forms.
+  const JSONDecoder iso({.dateDecodingStrategy = Dates::iso8601});
+  const URLEncodedFormDecoder isoForms(
+      {.dateEncoding = URLEncodedFormEncoder::DateEncoding::iso8601});
+  for (const std::string text :
+       {"0000-01-01T00:00:00+00:01", "9999-12-31T23:59:59-00:01", "9999-12-31T23:59:59-23:59"}) {
+    EXPECT_THROW((void)iso.decode<Date>('"' + text + '"'), DecodingError) << text;
+    const std::string escaped =
+        "d=" + std::string(text).replace(19, 1, text[19] == '+' ? "%2B" : "-");
+    using Members = std::map<std::string, Date>;
+    EXPECT_THROW((void)isoForms.decode<Members>(escaped), DecodingError) << escaped;
+  }
+  EXPECT_NO_THROW((void)iso.decode<Date>(R"("9999-12-31T23:59:59Z")"));
 
   const Data data = Data::fromText("\x01\xff");
   EXPECT_EQ(JSONEncoder().text(data), R"("Af8=")");

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tessarine/system/json/internal/JSONKeys.hpp"
+
 namespace tessarine::internal {
 namespace {
 
@@ -31,7 +33,10 @@ class KeyedBackend final : public KeyedEncodingContainer::Backend, NodeHandle {
   CodingPath codingPath() const override { return path(); }
   void encodeNil(CodingKeyView key) override { JSONNodeTree::assignNull(member(key)); }
   void encode(EncodableValue value, CodingKeyView key) override {
-    tree_.assign(member(key), value);
+    const std::size_t count = node_.children.size();
+    JSONNode& node = member(key);
+    if (node_.children.size() == count) return tree_.assign(node, value);
+    tree_.assignNew(node, value, node_);
   }
   KeyedEncodingContainer nestedContainer(CodingKeyView key) override { return keyed(member(key)); }
   UnkeyedEncodingContainer nestedUnkeyedContainer(CodingKeyView key) override {
@@ -53,13 +58,7 @@ class UnkeyedBackend final : public UnkeyedEncodingContainer::Backend, NodeHandl
   std::size_t count() const override { return node_.children.size(); }
   void encodeNil() override { JSONNodeTree::assignNull(tree_.newElement(node_)); }
   void encode(EncodableValue value) override {
-    JSONNode& element = tree_.newElement(node_);
-    try {
-      tree_.assign(element, value);
-    } catch (...) {
-      node_.children.pop_back();  // so that the host may go on without it
-      throw;
-    }
+    tree_.assignNew(tree_.newElement(node_), value, node_);
   }
   KeyedEncodingContainer nestedContainer() override { return keyed(tree_.newElement(node_)); }
   UnkeyedEncodingContainer nestedUnkeyedContainer() override {
@@ -175,7 +174,7 @@ JSONNode& JSONNodeTree::member(JSONNode& object, std::string_view key) {
   JSONNode& node = newNode(object);
   node.ownKey = key;
   node.step.key = node.ownKey;
-  node.key = JSONValueWriter::convertedKey(options_, key, object.path);
+  node.key = writtenJSONKey(options_.keyEncodingStrategy, key, object.path);
   if (object.children.size() == largeObject + 1) {
     for (JSONNode* child : object.children) object.childrenByKey.emplace(child->ownKey, child);
   } else if (object.children.size() > largeObject) {
@@ -196,6 +195,16 @@ void JSONNodeTree::assign(JSONNode& node, EncodableValue value) const {
   clear(node);
   node.kind = Kind::text;
   node.text = text.text();
+}
+
+void JSONNodeTree::assignNew(JSONNode& node, EncodableValue value, JSONNode& list) const {
+  try {
+    assign(node, value);
+  } catch (...) {  // the host may go on without it
+    std::erase(list.children, &node);
+    list.childrenByKey.erase(node.ownKey);
+    throw;
+  }
 }
 
 void JSONNodeTree::assignNull(JSONNode& node) {

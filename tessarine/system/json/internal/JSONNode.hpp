@@ -47,6 +47,8 @@ class JSONNodeTree {
   static void makeList(JSONNode& node, JSONNode::Kind kind);
   /// Makes the node a finished value, in place of what it held.
   void assign(JSONNode& node, EncodableValue value) const;
+  /// The same of a node that is new in a list, from which it goes when that fails.
+  void assignNew(JSONNode& node, EncodableValue value, JSONNode& list) const;
   static void assignNull(JSONNode& node);
 
   /// An encoder that writes to a node, valid as long as the tree.

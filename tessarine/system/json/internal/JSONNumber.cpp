@@ -1,16 +1,12 @@
 #include "tessarine/system/json/internal/JSONNumber.hpp"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <cstdint>
 #include <string>
 #include <system_error>
 
 namespace tessarine::internal {
 namespace {
-
-bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
 std::size_t skipDigits(std::string_view text, std::size_t at) noexcept {
   while (at < text.size() && isDigit(text[at])) ++at;

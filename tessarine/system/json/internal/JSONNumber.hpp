@@ -1,12 +1,34 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
 #include "tessarine/values/Int128.hpp"
 
 namespace tessarine::internal {
+
+constexpr bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+
+/// Whether a number or a literal may end before `text[offset]`.
+constexpr bool endsJSONToken(std::string_view text, std::size_t offset) noexcept {
+  if (offset == text.size()) return true;
+  switch (text[offset]) {
+    case ',':
+    case ']':
+    case '}':
+    case ' ':
+    case '\n':
+    case '\r':
+    case '\t':
+      return true;
+    default:
+      return false;
+  }
+}
 
 /// The size of the number at the front of `text` by JSON's grammar, 0 when there is none.
 std::size_t jsonNumberSize(std::string_view text) noexcept;
@@ -20,5 +42,53 @@ std::optional<UInt128> unsignedOfJSONNumber(std::string_view number) noexcept;
 /// The float nearest to a number, absent beyond the greatest; what is below the least is a zero.
 template <class Float>
 std::optional<Float> floatOfJSONNumber(std::string_view number) noexcept;
+
+// ---- the short ways ----
+
+/// A number without fraction or exponent that surely fits in 64 bits, which `text` begins with;
+/// absent for all others.
+inline std::optional<std::int64_t> shortJSONInteger(std::string_view text) noexcept {
+  constexpr std::size_t mostDigits = 18;
+  const bool isNegative = text.starts_with('-');
+  const std::size_t first = isNegative ? 1 : 0;
+  const std::size_t last = std::min(text.size(), first + mostDigits);
+  std::size_t at = first;
+  std::int64_t magnitude = 0;
+  for (; at < last && isDigit(text[at]); ++at) magnitude = magnitude * 10 + (text[at] - '0');
+  const bool hasLeadingZero = at > first + 1 && text[first] == '0';
+  if (at == first || hasLeadingZero || !endsJSONToken(text, at)) return std::nullopt;
+  return isNegative ? -magnitude : magnitude;
+}
+
+/// A decimal, which `text` begins with, that a double holds exactly, as do the power of ten it is
+/// divided by: then one rounding gives the nearest double (W. D. Clinger, "How to read floating
+/// point numbers accurately", 1990). Absent for all others.
+inline std::optional<double> shortJSONDouble(std::string_view text) noexcept {
+  constexpr std::size_t mostDigits = 15;
+  static constexpr std::array<double, mostDigits + 1> powers{
+      1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  const bool isNegative = text.starts_with('-');
+  const std::size_t first = isNegative ? 1 : 0;
+  std::size_t at = first;
+  std::uint64_t digits = 0;
+  const auto run = [&] {
+    for (; at < text.size() && at - first <= mostDigits && isDigit(text[at]); ++at) {
+      digits = digits * 10 + static_cast<std::uint64_t>(text[at] - '0');
+    }
+  };
+  run();
+  const std::size_t integerDigits = at - first;
+  if (integerDigits == 0 || (integerDigits > 1 && text[first] == '0')) return std::nullopt;
+  std::size_t fractionDigits = 0;
+  if (at < text.size() && text[at] == '.') {
+    const std::size_t fraction = ++at;
+    run();
+    fractionDigits = at - fraction;
+    if (fractionDigits == 0) return std::nullopt;
+  }
+  if (integerDigits + fractionDigits > mostDigits || !endsJSONToken(text, at)) return std::nullopt;
+  const double magnitude = static_cast<double>(digits) / powers[fractionDigits];
+  return isNegative ? -magnitude : magnitude;
+}
 
 }  // namespace tessarine::internal

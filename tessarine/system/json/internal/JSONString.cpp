@@ -1,8 +1,10 @@
 #include "tessarine/system/json/internal/JSONString.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
+#include "tessarine/values/hexadecimalDigit.hpp"
 #include "tessarine/values/utf8.hpp"
 
 #include <emmintrin.h>
@@ -95,7 +97,97 @@ void writeTail(std::string_view text, bool escapesSlashes, TextBuffer& out) {
   while (!text.empty()) text.remove_prefix(writeCharacter(text, escapesSlashes, out));
 }
 
+// ---- reading ----
+
+/// What a letter behind a backslash stands for, 0 for those that stand for nothing.
+constexpr char meaningOf(char letter) noexcept {
+  switch (letter) {
+    case '"':
+    case '\\':
+    case '/':
+      return letter;
+    case 'b':
+      return '\b';
+    case 'f':
+      return '\f';
+    case 'n':
+      return '\n';
+    case 'r':
+      return '\r';
+    case 't':
+      return '\t';
+    default:
+      return '\0';
+  }
+}
+
+/// The unit of UTF-16 that `escape` begins with, \u and four digits; absent for all else.
+std::optional<char32_t> escapedUnit(std::string_view escape) noexcept {
+  constexpr std::size_t size = 6;
+  if (escape.size() < size || !escape.starts_with("\\u")) return std::nullopt;
+  char32_t unit = 0;
+  for (const char c : escape.substr(2, 4)) {
+    const int digit = hexadecimalDigit(c);
+    if (digit < 0) return std::nullopt;
+    unit = unit << 4U | static_cast<char32_t>(digit);
+  }
+  return unit;
+}
+
+char* writeUtf8(char32_t c, char* to) noexcept {
+  const auto trail = [&](unsigned shift) {
+    *to++ = static_cast<char>(0x80U | ((c >> shift) & 0x3FU));
+  };
+  if (c < 0x80) {
+    *to++ = static_cast<char>(c);
+  } else if (c < 0x800) {
+    *to++ = static_cast<char>(0xC0U | (c >> 6U));
+    trail(0);
+  } else if (c < 0x10000) {
+    *to++ = static_cast<char>(0xE0U | (c >> 12U));
+    trail(6);
+    trail(0);
+  } else {
+    *to++ = static_cast<char>(0xF0U | (c >> 18U));
+    trail(12);
+    trail(6);
+    trail(0);
+  }
+  return to;
+}
+
 }  // namespace
+
+std::optional<JSONEscapeFault> unescapeJSONString(std::string_view raw, std::string& out) {
+  out.resize(raw.size());  // no escape stands for more bytes than it has
+  char* to = out.data();
+  for (std::size_t at = 0; at < raw.size();) {
+    if (raw[at] != '\\') {
+      *to++ = raw[at++];
+      continue;
+    }
+    if (const char meaning = meaningOf(raw[at + 1]); meaning != '\0') {
+      *to++ = meaning;
+      at += 2;
+      continue;
+    }
+    auto c = escapedUnit(raw.substr(at));
+    if (!c) return JSONEscapeFault{at, "an escape that there is not"};
+    std::size_t size = 6;
+    if (*c >= 0xD800 && *c < 0xE000) {
+      const auto low = *c < 0xDC00 ? escapedUnit(raw.substr(at + size)) : std::nullopt;
+      if (!low || *low < 0xDC00 || *low >= 0xE000) {
+        return JSONEscapeFault{at, "half a surrogate pair"};
+      }
+      c = 0x10000 + ((*c - 0xD800) << 10U) + (*low - 0xDC00);
+      size = 12;
+    }
+    to = writeUtf8(*c, to);
+    at += size;
+  }
+  out.resize(static_cast<std::size_t>(to - out.data()));
+  return std::nullopt;
+}
 
 void writeJSONString(std::string_view text, bool escapesSlashes, TextBuffer& out) {
   out.append('"');

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "tessarine/system/json/internal/JSONKeys.hpp"
 #include "tessarine/system/json/internal/JSONReader.hpp"
 
 namespace tessarine::internal {
@@ -14,7 +15,7 @@ namespace {
 /// Below this an object is searched from back to front.
 constexpr std::size_t largeObject = 16;
 
-using Token = JSONReader::Token;
+using Token = JSONTokens::Token;
 
 std::unique_ptr<Decoder> decoderAt(JSONDecodingRun& run, std::uint32_t position,
                                    const CodingPathNode* path) {
@@ -29,7 +30,7 @@ class KeyedBackend final : public KeyedDecodingContainer::Backend {
   std::vector<AnyCodingKey> allKeys() const override;
   bool contains(CodingKeyView key) const override { return find(key.stringValue()) != nullptr; }
   bool decodeNil(CodingKeyView key) override {
-    return run_.reader.tokenAt(require(key)) == Token::null;
+    return run_.tokens().tokenAt(require(key)) == Token::null;
   }
   void decode(DecodableSlot slot, CodingKeyView key) override {
     const std::uint32_t position = require(key);
@@ -67,11 +68,12 @@ class KeyedBackend final : public KeyedDecodingContainer::Backend {
 
 KeyedBackend::KeyedBackend(JSONDecodingRun& run, std::uint32_t position, const CodingPathNode* path)
     : run_(run), position_(position), path_(path) {
-  const JSONReader& reader = run.reader;
-  for (std::uint32_t at = position + 1; reader.charAt(at) == '"';) {
-    members_.push_back({reader.convertedKey(reader.stringAt(at), path), at + 2});
-    at = reader.endOf(at + 2);
-    if (reader.charAt(at) == ',') ++at;
+  const JSONTokens& tokens = run.tokens();
+  for (std::uint32_t at = position + 1; tokens.charAt(at) == '"';) {
+    members_.push_back(
+        {readJSONKey(run.reader.options().keyDecodingStrategy, tokens.stringAt(at), path), at + 2});
+    at = tokens.endOf(at + 2);
+    if (tokens.charAt(at) == ',') ++at;
   }
   if (members_.size() <= largeObject) return;
   for (const Member& member : members_) byKey_.insert_or_assign(member.key, &member);
@@ -91,7 +93,7 @@ std::uint32_t KeyedBackend::require(CodingKeyView key) const {
   if (const Member* member = find(key.stringValue())) return member->position;
   throw DecodingError::keyNotFound(
       key.toKey(), {codingPath(), "No value for the key \"" + std::string(key.stringValue()) + "\"",
-                    nullptr, run_.reader.offsetOf(position_)});
+                    nullptr, run_.tokens().offsetOf(position_)});
 }
 
 std::vector<AnyCodingKey> KeyedBackend::allKeys() const {
@@ -108,10 +110,10 @@ class UnkeyedBackend final : public UnkeyedDecodingContainer::Backend {
  public:
   UnkeyedBackend(JSONDecodingRun& run, std::uint32_t position, const CodingPathNode* path)
       : run_(run), path_(path), next_(position + 1) {
-    const JSONReader& reader = run.reader;
-    for (std::uint32_t at = next_; reader.charAt(at) != ']'; ++count_) {
-      at = reader.endOf(at);
-      if (reader.charAt(at) == ',') ++at;
+    const JSONTokens& tokens = run.tokens();
+    for (std::uint32_t at = next_; tokens.charAt(at) != ']'; ++count_) {
+      at = tokens.endOf(at);
+      if (tokens.charAt(at) == ',') ++at;
     }
   }
 
@@ -121,7 +123,7 @@ class UnkeyedBackend final : public UnkeyedDecodingContainer::Backend {
   bool isAtEnd() const override { return index_ == count_; }
   bool decodeNil() override {
     require();
-    if (run_.reader.tokenAt(next_) != Token::null) return false;
+    if (run_.tokens().tokenAt(next_) != Token::null) return false;
     pass();
     return true;
   }
@@ -152,11 +154,11 @@ class UnkeyedBackend final : public UnkeyedDecodingContainer::Backend {
     if (!isAtEnd()) return;
     throw DecodingError(
         DecodingError::Case::valueNotFound,
-        {codingPath(), "There are no more elements.", nullptr, run_.reader.offsetOf(next_)});
+        {codingPath(), "There are no more elements.", nullptr, run_.tokens().offsetOf(next_)});
   }
   void pass() {
-    next_ = run_.reader.endOf(next_);
-    if (run_.reader.charAt(next_) == ',') ++next_;
+    next_ = run_.tokens().endOf(next_);
+    if (run_.tokens().charAt(next_) == ',') ++next_;
     ++index_;
   }
   std::unique_ptr<Decoder> decoder() {
@@ -177,7 +179,7 @@ class SingleValueBackend final : public SingleValueDecodingContainer::Backend {
       : run_(run), position_(position), path_(path) {}
 
   CodingPath codingPath() const override { return tessarine::codingPath(path_); }
-  bool decodeNil() override { return run_.reader.tokenAt(position_) == Token::null; }
+  bool decodeNil() override { return run_.tokens().tokenAt(position_) == Token::null; }
   void decode(DecodableSlot slot) override { run_.reader.readAt(position_, slot, path_); }
   bool tryDecode(DecodableSlot slot) override {
     return run_.reader.mayRead(position_, slot.shape->kind) && Backend::tryDecode(slot);
@@ -193,6 +195,8 @@ class SingleValueBackend final : public SingleValueDecodingContainer::Backend {
 };
 
 }  // namespace
+
+const JSONTokens& JSONDecodingRun::tokens() const noexcept { return reader.tokens(); }
 
 const CodingPathNode* JSONDecodingRun::member(const CodingPathNode* parent, std::string_view key) {
   Step& step = steps.emplace_back();
@@ -210,14 +214,14 @@ const CodingPathNode* JSONDecodingRun::element(const CodingPathNode* parent, std
 const CodingUserInfo& JSONValueDecoder::userInfo() const { return run_.reader.options().userInfo; }
 
 KeyedDecodingContainer JSONValueDecoder::container() {
-  if (run_.reader.tokenAt(position_) != Token::object) {
+  if (run_.tokens().tokenAt(position_) != Token::object) {
     run_.reader.mismatch(position_, ShapeKind::object, path_);
   }
   return KeyedDecodingContainer(std::make_unique<KeyedBackend>(run_, position_, path_));
 }
 
 UnkeyedDecodingContainer JSONValueDecoder::unkeyedContainer() {
-  if (run_.reader.tokenAt(position_) != Token::array) {
+  if (run_.tokens().tokenAt(position_) != Token::array) {
     run_.reader.mismatch(position_, ShapeKind::sequence, path_);
   }
   return UnkeyedDecodingContainer(std::make_unique<UnkeyedBackend>(run_, position_, path_));

@@ -11,6 +11,7 @@
 namespace tessarine::internal {
 
 class JSONReader;
+class JSONTokens;
 
 /// What the decoders and containers of one `decode` written by hand have in common.
 struct JSONDecodingRun {
@@ -22,6 +23,7 @@ struct JSONDecodingRun {
   JSONReader& reader;
   std::deque<Step> steps;  // to nested containers, which may outlive the one they were asked of
 
+  const JSONTokens& tokens() const noexcept;
   const CodingPathNode* member(const CodingPathNode* parent, std::string_view key);
   const CodingPathNode* element(const CodingPathNode* parent, std::size_t index);
 };

@@ -6,9 +6,11 @@
 #include <utility>
 #include <vector>
 
+#include "tessarine/coding/withIntegerType.hpp"
+#include "tessarine/system/json/internal/JSONKeys.hpp"
 #include "tessarine/system/json/internal/JSONNode.hpp"
 #include "tessarine/system/json/internal/JSONString.hpp"
-#include "tessarine/system/text/KeyWords.hpp"
+#include "tessarine/system/json/internal/deepestJSON.hpp"
 #include "tessarine/system/time/ISO8601DateFormatter.hpp"
 #include "tessarine/values/floatText.hpp"
 
@@ -40,21 +42,6 @@ void JSONValueWriter::writeDocument(EncodableValue value, const JSONEncoderOptio
     fail(value, nullptr, "Top-level value did not encode any values.");
   }
   JSONNodeTree::write(tree.root(), writer, out);
-}
-
-std::string JSONValueWriter::convertedKey(const JSONEncoderOptions& options, std::string_view key,
-                                          const CodingPathNode* path) {
-  switch (options.keyEncodingStrategy.kind()) {
-    case JSONKeyStrategy::snakeCase:
-      return keyWords(key, '_');
-    case JSONKeyStrategy::custom: {
-      CodingPath whole = codingPath(path);
-      whole.emplace_back(key);
-      return options.keyEncodingStrategy.callback()(whole);
-    }
-    default:
-      return std::string(key);
-  }
 }
 
 void JSONValueWriter::beginList(char open, const CodingPathNode* path) {
@@ -107,10 +94,14 @@ void JSONValueWriter::write(EncodableValue value, const CodingPathNode* path) {
   }
 }
 
-template <class Number>
-void JSONValueWriter::writeInteger(const void* value) {
-  char* const to = out_.room(longestInteger);
-  out_.advanceTo(std::to_chars(to, to + longestInteger, as<Number>(value)).ptr);
+template <class Integer>
+void JSONValueWriter::writeInteger(Integer value) {
+  if constexpr (sizeof(Integer) > sizeof(std::int64_t)) {
+    out_.append(decimalText(value));
+  } else {
+    char* const to = out_.room(longestInteger);
+    out_.advanceTo(std::to_chars(to, to + longestInteger, value).ptr);
+  }
 }
 
 template <class Number>
@@ -128,30 +119,13 @@ void JSONValueWriter::writeFloat(EncodableValue value, Number number, const Codi
 
 void JSONValueWriter::writeScalar(EncodableValue value, const CodingPathNode* path) {
   const void* const address = value.address;
+  const bool isInteger = withIntegerType(
+      value.shape->kind, [&]<class Integer>() { writeInteger(as<Integer>(address)); });
+  if (isInteger) return;
   const bool escapesSlashes = !options_.outputFormatting.withoutEscapingSlashes;
   switch (value.shape->kind) {
     case ShapeKind::boolean:
       return out_.append(as<bool>(address) ? std::string_view("true") : "false");
-    case ShapeKind::int8:
-      return writeInteger<std::int8_t>(address);
-    case ShapeKind::int16:
-      return writeInteger<std::int16_t>(address);
-    case ShapeKind::int32:
-      return writeInteger<std::int32_t>(address);
-    case ShapeKind::int64:
-      return writeInteger<std::int64_t>(address);
-    case ShapeKind::int128:
-      return out_.append(decimalText(as<Int128>(address)));
-    case ShapeKind::uint8:
-      return writeInteger<std::uint8_t>(address);
-    case ShapeKind::uint16:
-      return writeInteger<std::uint16_t>(address);
-    case ShapeKind::uint32:
-      return writeInteger<std::uint32_t>(address);
-    case ShapeKind::uint64:
-      return writeInteger<std::uint64_t>(address);
-    case ShapeKind::uint128:
-      return out_.append(decimalText(as<UInt128>(address)));
     case ShapeKind::float32:
       return writeFloat(value, as<float>(address), path);
     case ShapeKind::float64:
@@ -278,11 +252,8 @@ void JSONValueWriter::writeFields(EncodableValue value, const CodingPathNode* pa
   CodingPathNode step{path};
   bool isFirst = true;
   for (const FieldShape& field : value.shape->fields) {
-    EncodableValue member{field.address(const_cast<void*>(value.address)), field.shape};
-    if (field.shape->kind == ShapeKind::optional) {
-      member = {field.shape->optional->get(member.address), field.shape->optional->wrapped};
-      if (member.address == nullptr) continue;
-    }
+    const EncodableValue member = field.valueIn(value.address);
+    if (member.address == nullptr) continue;
     step.key = field.name;
     if (!std::exchange(isFirst, false)) out_.append(',');
     if (field.isPlainName) {
@@ -310,12 +281,10 @@ void JSONValueWriter::writeFieldsConverted(EncodableValue value, const CodingPat
   std::vector<Member> members;
   members.reserve(value.shape->fields.size());
   for (const FieldShape& field : value.shape->fields) {
-    EncodableValue member{field.address(const_cast<void*>(value.address)), field.shape};
-    if (field.shape->kind == ShapeKind::optional) {
-      member = {field.shape->optional->get(member.address), field.shape->optional->wrapped};
-      if (member.address == nullptr) continue;
-    }
-    members.push_back({convertedKey(options_, field.name, path), &field, member});
+    const EncodableValue member = field.valueIn(value.address);
+    if (member.address == nullptr) continue;
+    members.push_back(
+        {writtenJSONKey(options_.keyEncodingStrategy, field.name, path), &field, member});
   }
   if (options_.outputFormatting.sortedKeys) {
     std::stable_sort(members.begin(), members.end(),

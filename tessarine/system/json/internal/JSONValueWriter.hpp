@@ -7,12 +7,9 @@
 #include "tessarine/coding/CodingPathNode.hpp"
 #include "tessarine/coding/Encoder.hpp"
 #include "tessarine/system/json/JSONEncoder.hpp"
-#include "tessarine/system/json/internal/TextBuffer.hpp"
+#include "tessarine/values/internal/TextBuffer.hpp"
 
 namespace tessarine::internal {
-
-/// Nesting beyond this is refused in both directions.
-inline constexpr std::size_t deepestJSON = 512;
 
 /// Walks a value by its shape and writes it as it goes. Only a type's own `encode` needs
 /// containers: what it writes is gathered in a `JSONNode` tree first, since containers may be used
@@ -37,13 +34,9 @@ class JSONValueWriter {
 
   const JSONEncoderOptions& options() const noexcept { return options_; }
 
-  /// The key under which a member with a key of the host's is written.
-  static std::string convertedKey(const JSONEncoderOptions& options, std::string_view key,
-                                  const CodingPathNode* path);
-
  private:
-  template <class Number>
-  void writeInteger(const void* value);
+  template <class Integer>
+  void writeInteger(Integer value);
   template <class Number>
   void writeFloat(EncodableValue value, Number number, const CodingPathNode* path);
   void writeScalar(EncodableValue value, const CodingPathNode* path);

@@ -37,7 +37,10 @@ class TextBuffer {
   }
 
   std::string_view text() const noexcept { return {bytes_.get(), size_}; }
+  std::size_t size() const noexcept { return size_; }
   std::size_t capacity() const noexcept { return capacity_; }
+  /// Back to what it was at a smaller size.
+  void truncate(std::size_t size) noexcept { size_ = size; }
   void clear() noexcept { size_ = 0; }
 
  private:
