@@ -219,6 +219,7 @@ class AnimatorCore : public std::enable_shared_from_this<AnimatorCore<Value>> {
   /// it ended is settled here, whatever `onChange` does to the state.
   template <class Next>
   void change(Next next, CompletionReason reason) {
+    if (!link_) return;  // a law of the host has destroyed the animator that is to begin with it
     State old = exchangeState(std::move(next));
     MotionCompletion completion = old.takeCompletion();
     callBoth([&] { react(old.value()); },

@@ -58,6 +58,8 @@ class FrameSource::Members {
  public:
   explicit Members(std::function<void(bool)> onWanted) : onWanted_(std::move(onWanted)) {}
 
+  bool isDelivering() const noexcept { return deliveries_ > 0; }
+
   void add(DisplayLink::Member& member) {
     member.place = running_.size();
     running_.push_back(&member);
@@ -160,7 +162,8 @@ FrameSource::FrameSource(const std::shared_ptr<CVDisplayLink>& link) {
 
 FrameSource::FrameSource(std::function<void(bool)> onWanted) {
   install([onWanted = std::move(onWanted), this](bool isWanted) {
-    if (isWanted) inbox_->forgetLast();
+    // A rest that began in this very frame has not let any time go by.
+    if (isWanted && !members_->isDelivering()) inbox_->forgetLast();
     if (onWanted) onWanted(isWanted);
   });
 }
@@ -226,10 +229,12 @@ bool DisplayLink::isPaused() const noexcept { return member_->place == Member::n
 void DisplayLink::setIsPaused(bool isPaused) {
   detail::requireMainQueue("DisplayLink::setIsPaused");
   if (isPaused == this->isPaused()) return;
+  // The host, told of it, may destroy this link and with it the source.
+  const auto members = frames_->members_;
   if (isPaused)
-    frames_->members_->remove(*member_);
+    members->remove(*member_);
   else
-    frames_->members_->add(*member_);
+    members->add(*member_);
 }
 
 }  // namespace tessarine

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "tessarine/animation/SimulationFunction.hpp"
@@ -49,7 +50,9 @@ class AnySimulationFunction {
   struct Erased final : Law {
     explicit Erased(F law) : function(std::move(law)) {}
     void advance(Progress& progress, double timeStep) const override {
-      const F law = function;
+      // A copy that nobody else can reach stays in registers; one that may allocate is not made.
+      using Copy = std::conditional_t<std::is_trivially_copyable_v<F>, const F, const F&>;
+      Copy law = function;
       double timeAccumulator = progress.timeAccumulator;
       State current = progress.current;
       State previous = current;

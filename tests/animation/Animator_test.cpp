@@ -316,6 +316,36 @@ TEST(Animator, ALawMayUseTheAnimator) {
   EXPECT_FALSE(w.frames.isWanted);
 }
 
+/// A law that ends the animator as soon as it is asked.
+struct EndingLaw {
+  using Value = double;
+  std::unique_ptr<Animator<double>>* animator;
+  SIMD2 acceleration(SIMD2, SIMD2) const { return {1, 0}; }
+  Convergence<double> convergence(SIMD2, SIMD2) const {
+    animator->reset();
+    return Convergence<double>::keepRunning();
+  }
+};
+
+TEST(Animator, WhatItAsksOfTheHostMayDestroyIt) {
+  Frames frames;
+  for (const bool isRunning : {false, true}) {
+    auto animator = std::make_unique<Animator<double>>(0.0, frames.source);
+    if (isRunning) animator->simulate(springTo(5));
+    animator->simulate(EndingLaw{&animator}, [](CompletionReason) { ADD_FAILURE(); });
+    EXPECT_FALSE(animator);
+    EXPECT_FALSE(frames.isWanted);
+  }
+  // The asking for frames, of a source that nobody else holds.
+  std::unique_ptr<Animator<double>> animator;
+  animator = std::make_unique<Animator<double>>(
+      0.0, FrameSource::hostDriven([&](bool isWanted) {
+        if (isWanted) animator.reset();
+      }));
+  animator->animate(1, 1, linear, [](CompletionReason) { ADD_FAILURE(); });
+  EXPECT_FALSE(animator);
+}
+
 // ---- any sequence ----
 
 /// Starts, cancels and throws at random, from outside and from inside of callbacks, and counts what

@@ -125,6 +125,15 @@ TEST(FrameSource, TheHostsTimesBecomeSpans) {
   EXPECT_EQ(spans[1], 0.5);
   EXPECT_EQ(spans[2], 0.25) << "a clock set back goes on from where it is";
   EXPECT_NEAR(spans[3], 1 / 60.0, 1e-12);
+  // Who goes on from within a frame has not rested.
+  link.setOnFrame([&](const DisplayLink::Frame& frame) {
+    spans.push_back(frame.timestamp - frame.previousTimestamp);
+    link.setIsPaused(true);
+    link.setIsPaused(false);
+  });
+  for (const double time : {100.5, 100.75}) give(time);
+  ASSERT_EQ(spans.size(), 6U);
+  EXPECT_EQ(spans[5], 0.25);
 }
 
 TEST(FrameSource, ManyMoveOnOneLinkInTheOrderTheyWereSetGoing) {

@@ -4,6 +4,7 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "tessarine/animation/Animation.hpp"
@@ -295,6 +296,26 @@ TEST(Simulation, AFrameTakesAsManyStepsAsItNeedsAndNoMoreThanTen) {
   EXPECT_EQ(all, 1250);
   Simulation<double> fast(CountingLaw{evaluations}, 0, 0);
   for (int i = 0; i < 10; ++i) EXPECT_EQ(stepsOf(fast, 0.004), 1 - i % 2);
+}
+
+TEST(Simulation, AFrameCopiesNoLawThatMayAllocate) {
+  const auto copies = std::make_shared<int>(0);
+  struct Law {
+    using Value = double;
+    explicit Law(std::shared_ptr<int> counter) : copies(std::move(counter)) {}
+    Law(const Law& other) : copies(other.copies) { ++*copies; }
+    Law& operator=(const Law&) = default;
+    ~Law() = default;
+    SIMD2 acceleration(SIMD2, SIMD2) const { return {1, 0}; }
+    Convergence<double> convergence(SIMD2, SIMD2) const {
+      return Convergence<double>::keepRunning();
+    }
+    std::shared_ptr<int> copies;
+  };
+  Simulation<double> simulation(Law{copies}, 0, 0);
+  *copies = 0;
+  simulation.advance(0.08);
+  EXPECT_EQ(*copies, 0);
 }
 
 TEST(Simulation, RestsByTheThreshold) {
