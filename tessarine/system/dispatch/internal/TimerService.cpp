@@ -1,7 +1,6 @@
 #include "tessarine/system/dispatch/internal/TimerService.hpp"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 #include "tessarine/system/dispatch/internal/ManualTime.hpp"
@@ -9,7 +8,39 @@
 #include "tessarine/system/dispatch/internal/Waiting.hpp"
 #include "tessarine/values/fatal.hpp"
 
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 namespace tessarine::detail {
+namespace {
+
+/// What the system calls sched_attr, in its first form; the C library has no name for it.
+struct SchedulingAttributes {
+  std::uint32_t size;
+  std::uint32_t policy;
+  std::uint64_t flags;
+  std::int32_t nice;
+  std::uint32_t priority;
+  std::uint64_t slice;  // nanoseconds; of an ordinary thread since Linux 6.12, without effect before
+  std::uint64_t deadline;
+  std::uint64_t period;
+};
+
+/// Has the system wake this thread without the usual 50 us of slack, and let it in soon though the
+/// cores be busy: it asks for short turns, which come earlier than long ones. Its share stays what
+/// it is. Where the system refuses, deadlines are met as those of any thread.
+void becomePunctual() noexcept {
+  prctl(PR_SET_TIMERSLACK, 1, 0, 0, 0);
+  SchedulingAttributes attributes{};
+  if (syscall(SYS_sched_getattr, 0, &attributes, sizeof attributes, 0) != 0) return;
+  if (attributes.policy != SCHED_OTHER) return;
+  attributes.slice = 100'000;  // the shortest there is
+  syscall(SYS_sched_setattr, 0, &attributes, 0);
+}
+
+}  // namespace
 
 bool Timer::schedule(DispatchTime time) { return TimerService::shared().schedule(*this, time); }
 
@@ -78,21 +109,19 @@ void TimerService::callDue(TimerWheel& wheel, std::uint64_t now,
 }
 
 void TimerService::run() {
-  // Far enough for no one to notice, near enough for every clock type in between.
-  constexpr std::uint64_t longestSleep = 3'600'000'000'000;
+  becomePunctual();
   MutexLock lock(mutex_);
   for (;;) {
     wakesAt_ = 0;  // awake: nobody has to call
-    const std::uint64_t now = realTime();
-    callDue(real_, now, lock);
+    callDue(real_, realTime(), lock);
     wakesAt_ = real_.nextTime();
     const std::uint64_t next = wakesAt_;
     const std::uint32_t calls = wakeCalls_.load(std::memory_order_acquire);
     lock.unlock();
     if (next == TimerWheel::never)
       sleepWhile(wakeCalls_, calls);
-    else if (next > now)
-      sleepWhile(wakeCalls_, calls, std::chrono::nanoseconds(std::min(next - now, longestSleep)));
+    else
+      sleepWhileBefore(wakeCalls_, calls, next);
     lock.lock();
   }
 }

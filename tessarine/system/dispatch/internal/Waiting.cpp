@@ -42,6 +42,14 @@ void sleepWhile(std::atomic<std::uint32_t>& word, std::uint32_t value,
   syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, value, limit ? &time : nullptr, nullptr, 0);
 }
 
+void sleepWhileBefore(std::atomic<std::uint32_t>& word, std::uint32_t value,
+                      std::uint64_t deadline) noexcept {
+  constexpr std::uint64_t second = 1'000'000'000;
+  const timespec time{static_cast<time_t>(deadline / second), static_cast<long>(deadline % second)};
+  syscall(SYS_futex, &word, FUTEX_WAIT_BITSET_PRIVATE, value, &time, nullptr,
+          FUTEX_BITSET_MATCH_ANY);
+}
+
 void wakeSleepers(std::atomic<std::uint32_t>& word, int count) noexcept {
   syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, count, nullptr, nullptr, 0);
 }

@@ -64,6 +64,10 @@ void awaitLink(Ready ready) {
 void sleepWhile(std::atomic<std::uint32_t>& word, std::uint32_t value,
                 std::optional<std::chrono::nanoseconds> limit = std::nullopt) noexcept;
 
+/// Sleeps while `word` holds `value`, until woken or until `realTime()` is `deadline`; may wake early.
+void sleepWhileBefore(std::atomic<std::uint32_t>& word, std::uint32_t value,
+                      std::uint64_t deadline) noexcept;
+
 /// Wakes up to `count` threads that sleep on `word`. The word may be gone by now: only its address
 /// is used.
 void wakeSleepers(std::atomic<std::uint32_t>& word, int count) noexcept;
