@@ -338,10 +338,9 @@ TEST(Animator, WhatItAsksOfTheHostMayDestroyIt) {
   }
   // The asking for frames, of a source that nobody else holds.
   std::unique_ptr<Animator<double>> animator;
-  animator = std::make_unique<Animator<double>>(
-      0.0, FrameSource::hostDriven([&](bool isWanted) {
-        if (isWanted) animator.reset();
-      }));
+  animator = std::make_unique<Animator<double>>(0.0, FrameSource::hostDriven([&](bool isWanted) {
+                                                  if (isWanted) animator.reset();
+                                                }));
   animator->animate(1, 1, linear, [](CompletionReason) { ADD_FAILURE(); });
   EXPECT_FALSE(animator);
 }

@@ -23,7 +23,8 @@ struct SchedulingAttributes {
   std::uint64_t flags;
   std::int32_t nice;
   std::uint32_t priority;
-  std::uint64_t slice;  // nanoseconds; of an ordinary thread since Linux 6.12, without effect before
+  std::uint64_t
+      slice;  // nanoseconds; of an ordinary thread since Linux 6.12, without effect before
   std::uint64_t deadline;
   std::uint64_t period;
 };

@@ -64,7 +64,8 @@ void awaitLink(Ready ready) {
 void sleepWhile(std::atomic<std::uint32_t>& word, std::uint32_t value,
                 std::optional<std::chrono::nanoseconds> limit = std::nullopt) noexcept;
 
-/// Sleeps while `word` holds `value`, until woken or until `realTime()` is `deadline`; may wake early.
+/// Sleeps while `word` holds `value`, until woken or until `realTime()` is `deadline`; may wake
+/// early.
 void sleepWhileBefore(std::atomic<std::uint32_t>& word, std::uint32_t value,
                       std::uint64_t deadline) noexcept;
 
