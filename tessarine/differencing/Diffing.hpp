@@ -54,10 +54,10 @@ class ContiguousElements {
   std::span<const Stored> elements_;
 };
 
-template <class Element, class Old, class New, class Equivalent>
-CollectionChanges<Element> changesOf(const Old& old, const New& now, Equivalent equivalent) {
+template <class Element, class Old, class New>
+CollectionChanges<Element> changesOf(const Old& old, const New& now,
+                                     const std::vector<Edit>& edits) {
   using Change = CollectionChange<Element>;
-  const auto edits = shortestEdit(old.size(), now.size(), std::move(equivalent));
   const auto removed = static_cast<std::size_t>(
       std::count_if(edits.begin(), edits.end(), [](const Edit& edit) { return edit.isRemoval; }));
   std::vector<Change> insertions;
@@ -109,14 +109,16 @@ requires std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_
   using Element = std::ranges::range_value_t<New>;
   const differencing_detail::ContiguousElements<Old> old(from);
   const differencing_detail::ContiguousElements<New> now(collection);
-  return differencing_detail::changesOf<Element>(
-      old, now, [first = old.data(), second = now.data(), &by](auto x, auto y) {
-        return static_cast<bool>(by(first[x], second[y]));
-      });
+  const auto edits = shortestEdit(old.size(), now.size(),
+                                  [first = old.data(), second = now.data(), &by](auto x, auto y) {
+                                    return static_cast<bool>(by(first[x], second[y]));
+                                  });
+  return differencing_detail::changesOf<Element>(old, now, *edits);
 }
 
 /// The same with element equality as the test. Elements that can be hashed and are more than a
-/// scalar are numbered first, equal ones alike, so that the search compares integers.
+/// scalar are numbered, equal ones alike, so that the search compares integers; unless so few
+/// change that this is found sooner.
 template <std::ranges::bidirectional_range New, std::ranges::bidirectional_range Old>
 requires(std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_t<Old>>&&
              std::equality_comparable<std::ranges::range_value_t<New>>)
@@ -126,12 +128,22 @@ requires(std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_
   if constexpr (Hashable<Element> && !std::is_scalar_v<Element>) {
     const differencing_detail::ContiguousElements<Old> old(from);
     const differencing_detail::ContiguousElements<New> now(collection);
-    if (old.size() + now.size() < std::numeric_limits<std::int32_t>::max()) {
-      const auto numbers = differencing_detail::interned<Element>(old, now);
-      const std::int32_t* const second = numbers.data() + old.size();
-      return differencing_detail::changesOf<Element>(
-          old, now,
-          [first = numbers.data(), second](auto x, auto y) { return first[x] == second[y]; });
+    const std::size_t count = old.size() + now.size();
+    if (count < std::numeric_limits<std::int32_t>::max()) {
+      // As many points as there are elements to number cost less than the numbering.
+      auto edits = shortestEdit(
+          old.size(), now.size(),
+          [first = old.data(), second = now.data()](auto x, auto y) {
+            return first[x] == second[y];
+          },
+          count);
+      if (!edits) {
+        const auto numbers = differencing_detail::interned<Element>(old, now);
+        edits = shortestEdit(old.size(), now.size(),
+                             [first = numbers.data(), second = numbers.data() + old.size()](
+                                 auto x, auto y) { return first[x] == second[y]; });
+      }
+      return differencing_detail::changesOf<Element>(old, now, *edits);
     }
   }
   return changes(collection, from, std::equal_to<>());

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <memory>
-#include <span>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -18,100 +18,135 @@ struct Edit {
   std::int64_t offset = 0;  // in the old sequence for a removal, in the new one for an insertion
 };
 
-/// The greedy search of Myers for a shortest edit script: "An O(ND) Difference Algorithm and Its
-/// Variations", Algorithmica 1 (1986). Where a removal and an insertion reach equally far, the
-/// removal is taken. There is no cut-off: time is in the order of the sum of the lengths and the
-/// square of the distance.
+/// The script that the greedy search of Myers finds: "An O(ND) Difference Algorithm and Its
+/// Variations", Algorithmica 1 (1986). It is a shortest one; where a removal and an insertion reach
+/// equally far, the removal is taken. There is no cut-off.
 ///
-/// The paper keeps the row of furthest points of every depth, to walk back. Here one bit a point is
-/// kept, which of the two steps led there; from the diagonals that the bits give, the points are
-/// found again by walking forward once. So the memory is the square of the distance in bits, over
-/// two: 0.25 MiB for 2,000 edits, 24 MiB for 20,000.
+/// The paper goes from depth to depth, over the furthest points that d edits reach on each diagonal
+/// k = x - y. Here the same points are taken in another order: by the edits that a path through
+/// them must at least have, d and the distance of k from the end's diagonal. These levels are those
+/// of Wu, Manber, Myers, Miller: "An O(NP) Sequence Comparison Algorithm" (1990). What no shortest
+/// path can go through is never looked at: half of the points where as many elements come as go,
+/// and nearly all where they only come or only go. Time is in the order of the sum of the lengths,
+/// and of the distance times the fewer of the removals and the insertions.
+///
+/// The paper keeps all furthest points, to walk back. Here one bit a point is kept, which of the
+/// two steps led there; from the diagonals that the bits give, the points are found again by
+/// walking forward once. Past 32 MiB of bits, which is some 32,000 edits, those so far are dropped
+/// and one level of points is kept instead, from which they are found again on the way back: that
+/// doubles the time. So memory grows with the width of a level times the root of their number.
 template <class Position, class Equivalent>
 class ShortestEdit {
  public:
-  /// `equivalent(x, y)` compares the old element at `x` with the new one at `y`; it may be called
-  /// twice for a pair. One that is not transitive gives some script of the elements it matched.
-  ShortestEdit(Position oldCount, Position newCount, Equivalent equivalent)
-      : n_(oldCount), m_(newCount), equivalent_(std::move(equivalent)) {}
+  static constexpr std::size_t usualWords = 4'194'304;
 
-  /// The script, removals and insertions in the order of the walk from the start to the end.
-  std::vector<Edit> script() {
-    const Position distance = search();
-    std::vector<Edit> edits(static_cast<std::size_t>(distance));
+  /// `equivalent(x, y)` compares the old element at `x` with the new one at `y`; it may be called
+  /// up to three times for a pair. One that is not transitive gives some script of the elements it
+  /// matched. `mostWords` of 64 bits are kept before the first are dropped.
+  ShortestEdit(Position oldCount, Position newCount, Equivalent equivalent,
+               std::size_t mostWords = usualWords)
+      : n_(oldCount),
+        m_(newCount),
+        goal_(oldCount - newCount),
+        equivalent_(std::move(equivalent)),
+        most_words_(mostWords),
+        points_(std::make_unique_for_overwrite<Position[]>(static_cast<std::size_t>(oldCount) +
+                                                           static_cast<std::size_t>(newCount) + 3)),
+        reach_(points_.get() + newCount + 1) {}
+
+  /// The script, removals and insertions in the order of the walk from the start to the end. Absent
+  /// when more than `mostPoints` points would have to be looked at.
+  std::optional<std::vector<Edit>> script(
+      std::size_t mostPoints = std::numeric_limits<std::size_t>::max()) {
+    const auto level = search(mostPoints);
+    if (!level) return std::nullopt;
+    std::vector<Edit> edits(static_cast<std::size_t>(std::abs(goal_) + 2 * *level));
     walkBack(edits);
     walkForward(edits);
     return edits;
   }
 
  private:
-  // A row is the diagonals k = x - y that the two lengths allow, in steps of two.
-  Position lowest(Position d) const { return d <= m_ ? -d : -m_ + ((d - m_) & 1); }
-  Position highest(Position d) const { return d <= n_ ? d : n_ - ((d - n_) & 1); }
+  /// The points of a level that was looked at, from its lowest diagonal up.
+  struct Checkpoint {
+    Position level;
+    std::vector<Position> points;
+  };
 
-  /// How far matches lead from there.
-  Position snake(Position x, Position y) const {
-    while (x < n_ && y < m_ && equivalent_(x, y)) {
-      ++x;
-      ++y;
-    }
-    return x;
+  // A level is the diagonals from which its number of edits can lead to the end, as far as the two
+  // lengths allow.
+  Position lowest(Position level) const {
+    return std::max<Position>(-m_, std::min<Position>(0, goal_) - level);
+  }
+  Position highest(Position level) const {
+    return std::min<Position>(n_, std::max<Position>(0, goal_) + level);
   }
 
-  /// Gives the distance, and leaves the bits of every depth in the rows.
-  Position search() {
-    const Position start = snake(0, 0);
-    if (start == n_ && n_ == m_) return 0;
-    const Position goal = n_ - m_;
-    const std::size_t most = static_cast<std::size_t>(n_) + static_cast<std::size_t>(m_);
-    // Furthest x of each diagonal, at `reach[k]`. Uninitialised: a depth touches its own range
-    // only.
-    const auto reaches = std::make_unique_for_overwrite<Position[]>(most + 3);
-    Position* const reach = reaches.get() + m_ + 1;
-    reach[0] = start;
+  /// The level that reaches the end; leaves the bits of the last ones in the rows.
+  std::optional<Position> search(std::size_t mostPoints) {
     rows_.reserve(64);
-    for (Position d = 1;; ++d) {
-      // No step comes from outside: -1 loses every comparison.
-      if (d <= m_) reach[-d - 1] = -1;
-      if (d <= n_) reach[d + 1] = -1;
-      if (d == 1) reach[-1] = reach[1] = -1;
-      if (step(d, goal, reach)) return d;
+    std::size_t points = 0;
+    for (Position level = 0;; ++level) {
+      points += static_cast<std::size_t>(highest(level) - lowest(level)) + 1;
+      if (points > mostPoints) return std::nullopt;
+      if (kept_ >= std::max(most_words_, checkpointed_)) keepPoints(level - 1);
+      look(level);
+      if (reach_[goal_] >= n_) return level;
     }
   }
 
-  /// One depth: true when it reaches the end.
-  bool step(Position d, Position goal, Position* reach) {
-    const Position low = lowest(d);
-    const Position high = highest(d);
-    std::uint64_t* word = addRow(static_cast<std::size_t>((high - low) / 2) / 64 + 1);
-    // Copies that the stores into the row cannot change.
+  /// Finds the points of a level from those of the level before.
+  void look(Position level) {
+    const Position low = lowest(level);
+    const Position high = highest(level);
+    const auto leftWords = wordsFor(goal_ - low + 1);
+    std::uint64_t* const row = addRow(leftWords + wordsFor(high - goal_));
+    // No step comes from outside: -1 loses every comparison.
+    if (level == 0) std::fill(reach_ + low, reach_ + high + 1, Position{-1});
+    reach_[low - 1] = reach_[high + 1] = -1;
+    // Towards the end's diagonal from either side: so the neighbour outside is of this level, and
+    // the one inside still of the level before.
+    lookFrom<-1>(high, high - goal_, row + leftWords);
+    lookFrom<1>(low, goal_ - low + 1, row);
+  }
+
+  /// Finds `count` points from the diagonal `first` on, and writes a bit for each: whether an
+  /// insertion led there.
+  template <int direction>
+  void lookFrom(Position first, Position count, std::uint64_t* word) {
+    // Copies that the stores cannot change.
     const Position n = n_;
     const Position m = m_;
     const Equivalent equivalent = equivalent_;
-    Position below = reach[low - 1];
-    for (Position first = low; first <= high; first += 128) {
+    Position* const reach = reach_;
+    Position outside = reach[first - direction];
+    for (Position done = 0; done < count;) {
       std::uint64_t bits = 0;
-      const Position last = std::min<Position>(high, first + 126);
-      for (Position k = first; k <= last; k += 2) {
-        const Position above = reach[k + 1];
+      const Position many = std::min<Position>(count - done, 64);
+      for (Position i = 0; i < many; ++i) {
+        const Position k = first + direction * (done + i);
+        const Position inside = reach[k + direction];
+        const Position below = direction > 0 ? outside : inside;
+        const Position above = direction > 0 ? inside : outside;
         // The same as: above if below < above, else below + 1.
         Position x = std::max<Position>(below + 1, above);
         bits = bits >> 1 | static_cast<std::uint64_t>(below < above) << 63;
-        below = above;
         Position y = x - k;
         while (x < n && y < m && equivalent(x, y)) {
           ++x;
           ++y;
         }
-        reach[k] = x;
+        reach[k] = outside = x;
       }
-      // The bit of `first` is the lowest.
-      *word++ = bits >> (63 - (last - first) / 2);
+      // The bit of the first is the lowest.
+      *word++ = bits >> (64 - many);
+      done += many;
     }
-    return goal >= low && goal <= high && ((goal - low) & 1) == 0 && reach[goal] >= n_;
   }
 
-  /// Room for the bits of one more depth. Blocks grow up to 0.5 MiB and never move.
+  static std::size_t wordsFor(Position bits) { return (static_cast<std::size_t>(bits) + 63) / 64; }
+
+  /// Room for the bits of one more level. Blocks grow up to 0.5 MiB and never move.
   std::uint64_t* addRow(std::size_t words) {
     if (room_ < words) {
       room_ = std::max(words, std::clamp<std::size_t>(kept_, 32, 65'536));
@@ -124,16 +159,51 @@ class ShortestEdit {
     return std::exchange(next_, next_ + words);
   }
 
-  bool isInsertion(Position d, Position k) const {
-    const auto at = static_cast<std::size_t>((k - lowest(d)) / 2);
-    return (rows_[static_cast<std::size_t>(d) - 1][at / 64] >> (at % 64) & 1) != 0;
+  void dropRows(Position firstLevel) {
+    rows_.clear();
+    blocks_.clear();
+    room_ = kept_ = 0;
+    first_level_ = firstLevel;
+  }
+
+  /// Keeps the points of `level`, the last that was looked at, instead of all bits.
+  void keepPoints(Position level) {
+    checkpoints_.push_back(
+        {level, std::vector<Position>(reach_ + lowest(level), reach_ + highest(level) + 1)});
+    checkpointed_ += checkpoints_.back().points.size() * sizeof(Position) / sizeof(std::uint64_t);
+    dropRows(level + 1);
+  }
+
+  /// Finds again the bits of the levels before the rows, up to `level`.
+  void lookAgain(Position level) {
+    checkpoints_.pop_back();
+    const bool fromStart = checkpoints_.empty();
+    dropRows(fromStart ? 0 : checkpoints_.back().level + 1);
+    if (!fromStart) {
+      const Checkpoint& from = checkpoints_.back();
+      std::copy(from.points.begin(), from.points.end(), reach_ + lowest(from.level));
+    }
+    for (Position each = first_level_; each <= level; ++each) look(each);
+  }
+
+  bool isInsertion(Position level, Position k) const {
+    const Position low = lowest(level);
+    const std::uint64_t* row = rows_[static_cast<std::size_t>(level - first_level_)];
+    auto at = static_cast<std::size_t>(k - low);
+    if (k > goal_) {
+      row += wordsFor(goal_ - low + 1);
+      at = static_cast<std::size_t>(highest(level) - k);
+    }
+    return (row[at / 64] >> (at % 64) & 1) != 0;
   }
 
   /// Finds which steps are removals, from the last to the first.
-  void walkBack(std::vector<Edit>& edits) const {
-    Position k = n_ - m_;
+  void walkBack(std::vector<Edit>& edits) {
+    Position k = goal_;
     for (auto d = static_cast<Position>(edits.size()); d > 0; --d) {
-      const bool insertion = isInsertion(d, k);
+      const Position level = (d + std::abs(goal_ - k) - std::abs(goal_)) / 2;
+      if (level < first_level_) lookAgain(level);
+      const bool insertion = isInsertion(level, k);
       edits[static_cast<std::size_t>(d) - 1].isRemoval = !insertion;
       k += insertion ? 1 : -1;
     }
@@ -144,39 +214,52 @@ class ShortestEdit {
     Position x = 0;
     Position y = 0;
     for (std::size_t i = 0; i < edits.size(); ++i) {
-      const Position matched = snake(x, y) - x;
-      x += matched;
-      y += matched;
+      while (x < n_ && y < m_ && equivalent_(x, y)) {
+        ++x;
+        ++y;
+      }
       // A test that answers differently the second time must not lead outside.
       if (edits[i].isRemoval ? x >= n_ : y >= m_) return edits.resize(i);
       edits[i].offset = edits[i].isRemoval ? x++ : y++;
     }
   }
 
-  Position n_;
-  Position m_;
-  Equivalent equivalent_;
-  std::vector<std::unique_ptr<std::uint64_t[]>> blocks_;  // the bits of all depths
+  const Position n_;
+  const Position m_;
+  const Position goal_;  // the diagonal of the end
+  const Equivalent equivalent_;
+  const std::size_t most_words_;
+  // The furthest x of each diagonal, at `reach_[k]`. Uninitialised: a level touches its own only.
+  const std::unique_ptr<Position[]> points_;
+  Position* const reach_;
+
+  std::vector<std::unique_ptr<std::uint64_t[]>> blocks_;  // the bits of the levels at hand
   std::uint64_t* next_ = nullptr;                         // what is free in the last block
   std::size_t room_ = 0;
   std::size_t kept_ = 0;                    // words in all blocks
-  std::vector<const std::uint64_t*> rows_;  // the bits of depth d, at d - 1
+  std::vector<const std::uint64_t*> rows_;  // the bits of a level, from `first_level_` on
+  Position first_level_ = 0;
+  std::vector<Checkpoint> checkpoints_;  // of the levels before those
+  std::size_t checkpointed_ = 0;         // words in them
 };
 
-/// The shortest edit script from a sequence of `oldCount` to one of `newCount` elements.
+/// The shortest edit script from a sequence of `oldCount` to one of `newCount` elements; absent
+/// when more than `mostPoints` points would have to be looked at.
 template <class Equivalent>
-std::vector<Edit> shortestEdit(std::size_t oldCount, std::size_t newCount, Equivalent equivalent) {
-  // Half the memory for the rows wherever the lengths allow.
+std::optional<std::vector<Edit>> shortestEdit(
+    std::size_t oldCount, std::size_t newCount, Equivalent equivalent,
+    std::size_t mostPoints = std::numeric_limits<std::size_t>::max()) {
+  // Half the memory for the points wherever the lengths allow.
   if (oldCount + newCount < static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
     return ShortestEdit<std::int32_t, Equivalent>(static_cast<std::int32_t>(oldCount),
                                                   static_cast<std::int32_t>(newCount),
                                                   std::move(equivalent))
-        .script();
+        .script(mostPoints);
   }
   return ShortestEdit<std::int64_t, Equivalent>(static_cast<std::int64_t>(oldCount),
                                                 static_cast<std::int64_t>(newCount),
                                                 std::move(equivalent))
-      .script();
+      .script(mostPoints);
 }
 
 }  // namespace tessarine
