@@ -125,23 +125,24 @@ requires(std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_
     CollectionChanges<std::ranges::range_value_t<New>> changes(const New& collection,
                                                                const Old& from) {
   using Element = std::ranges::range_value_t<New>;
-  if constexpr (Hashable<Element> && !std::is_scalar_v<Element>) {
+  if constexpr (std::is_scalar_v<Element> || Hashable<Element>) {
     const differencing_detail::ContiguousElements<Old> old(from);
     const differencing_detail::ContiguousElements<New> now(collection);
+    const auto search = [&](auto isEqual, auto... mostPoints) {
+      return shortestEdit(old.size(), now.size(), isEqual, mostPoints...);
+    };
     const std::size_t count = old.size() + now.size();
-    if (count < std::numeric_limits<std::int32_t>::max()) {
+    if constexpr (std::is_scalar_v<Element>) {
+      return differencing_detail::changesOf<Element>(old, now,
+                                                     *search(EqualNumbers{old.data(), now.data()}));
+    } else if (count < std::numeric_limits<std::int32_t>::max()) {
       // As many points as there are elements to number cost less than the numbering.
-      auto edits = shortestEdit(
-          old.size(), now.size(),
-          [first = old.data(), second = now.data()](auto x, auto y) {
-            return first[x] == second[y];
-          },
-          count);
+      auto edits = search([first = old.data(), second = now.data()](
+                              auto x, auto y) { return first[x] == second[y]; },
+                          count);
       if (!edits) {
         const auto numbers = differencing_detail::interned<Element>(old, now);
-        edits = shortestEdit(old.size(), now.size(),
-                             [first = numbers.data(), second = numbers.data() + old.size()](
-                                 auto x, auto y) { return first[x] == second[y]; });
+        edits = search(EqualNumbers{numbers.data(), numbers.data() + old.size()});
       }
       return differencing_detail::changesOf<Element>(old, now, *edits);
     }

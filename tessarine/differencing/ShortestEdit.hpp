@@ -18,6 +18,32 @@ struct Edit {
   std::int64_t offset = 0;  // in the old sequence for a removal, in the new one for an insertion
 };
 
+/// Equality of numbers that stand side by side, which also finds how long two runs are equal, many
+/// numbers at a time.
+template <class First, class Second>
+struct EqualNumbers {
+  const First* first;
+  const Second* second;
+
+  bool operator()(std::size_t x, std::size_t y) const { return first[x] == second[y]; }
+  /// Of the `most` numbers from `x` and `y` on, how many are equal before the first that are not.
+  std::size_t equalRun(std::size_t x, std::size_t y, std::size_t most) const {
+    constexpr std::size_t many = 16;
+    const First* const a = first + x;
+    const Second* const b = second + y;
+    std::size_t length = 0;
+    for (; length + many <= most; length += many) {
+      bool isEqual = true;
+      for (std::size_t i = 0; i < many; ++i) isEqual &= a[length + i] == b[length + i];
+      if (!isEqual) break;
+    }
+    while (length < most && a[length] == b[length]) ++length;
+    return length;
+  }
+};
+template <class First, class Second>
+EqualNumbers(const First*, const Second*) -> EqualNumbers<First, Second>;
+
 /// The script that the greedy search of Myers finds: "An O(ND) Difference Algorithm and Its
 /// Variations", Algorithmica 1 (1986). It is a shortest one; where a removal and an insertion reach
 /// equally far, the removal is taken. There is no cut-off.
@@ -131,16 +157,27 @@ class ShortestEdit {
         // The same as: above if below < above, else below + 1.
         Position x = std::max<Position>(below + 1, above);
         bits = bits >> 1 | static_cast<std::uint64_t>(below < above) << 63;
-        Position y = x - k;
-        while (x < n && y < m && equivalent(x, y)) {
-          ++x;
-          ++y;
-        }
+        const Position y = x - k;
+        if (x < n && y < m && equivalent(x, y)) x += 1 + matched(x + 1, y + 1);
         reach[k] = outside = x;
       }
       // The bit of the first is the lowest.
       *word++ = bits >> (64 - many);
       done += many;
+    }
+  }
+
+  /// How far matches lead on from there.
+  Position matched(Position x, Position y) const {
+    const Position most = std::min(n_ - x, m_ - y);
+    if constexpr (requires { equivalent_.equalRun(x, y, most); }) {
+      return static_cast<Position>(equivalent_.equalRun(static_cast<std::size_t>(x),
+                                                        static_cast<std::size_t>(y),
+                                                        static_cast<std::size_t>(most)));
+    } else {
+      Position length = 0;
+      while (length < most && equivalent_(x + length, y + length)) ++length;
+      return length;
     }
   }
 
@@ -214,10 +251,9 @@ class ShortestEdit {
     Position x = 0;
     Position y = 0;
     for (std::size_t i = 0; i < edits.size(); ++i) {
-      while (x < n_ && y < m_ && equivalent_(x, y)) {
-        ++x;
-        ++y;
-      }
+      const Position length = matched(x, y);
+      x += length;
+      y += length;
       // A test that answers differently the second time must not lead outside.
       if (edits[i].isRemoval ? x >= n_ : y >= m_) return edits.resize(i);
       edits[i].offset = edits[i].isRemoval ? x++ : y++;
