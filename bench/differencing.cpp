@@ -242,6 +242,23 @@ void registerMyers(int n, int edits) {
 #endif
 }
 
+/// Two lists with nothing in common: every point is looked at, most of them twice.
+void registerDifferent(int n) {
+  Ints old(static_cast<std::size_t>(n));
+  for (int i = 0; i < n; ++i) old[static_cast<std::size_t>(i)] = i;
+  Ints now = old;
+  for (int& each : now) each += n;
+  const auto count = 2 * old.size();
+  benchmark::RegisterBenchmark((sizeText("myers", n, 2 * n) + "changes, nothing in common").c_str(),
+                               [=](benchmark::State& state) {
+                                 const Peak peak;
+                                 for (auto _ : state)
+                                   require(changes(now, old).size() == count, "changes");
+                                 peak.note(state);
+                               })
+      ->Iterations(1);
+}
+
 void registerStrings(int n, int edits) {
   const auto texts = [](const Ints& numbers) {
     std::vector<std::string> made;
@@ -418,6 +435,7 @@ int main(int argc, char** argv) {
     registerMyers(n, edits);
   }
   registerMyers(100'000, 20'000);
+  registerDifferent(30'000);
   registerStrings(10'000, 100);
   registerStrings(10'000, 2'000);
   registerTables();

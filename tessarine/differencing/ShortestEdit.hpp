@@ -115,7 +115,7 @@ class ShortestEdit {
     for (Position level = 0;; ++level) {
       points += static_cast<std::size_t>(highest(level) - lowest(level)) + 1;
       if (points > mostPoints) return std::nullopt;
-      if (kept_ >= std::max(most_words_, checkpointed_)) keepPoints(level - 1);
+      if (kept_ > std::max(most_words_, checkpointed_)) keepPoints(level - 1);
       look(level);
       if (reach_[goal_] >= n_) return level;
     }

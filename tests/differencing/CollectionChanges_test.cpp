@@ -128,6 +128,49 @@ TEST(Changes, RandomPairs) {
   }
 }
 
+TEST(Changes, WhatIsForgottenOnTheWayIsFoundAgain) {
+  const auto seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  const auto same = [](const tessarine::Edit& a, const tessarine::Edit& b) {
+    return a.isRemoval == b.isRemoval && a.offset == b.offset;
+  };
+  for (int run = 0; run < 20; ++run) {
+    const unsigned identifiers = 2 + random() % 500;
+    Ints lists[2];
+    for (Ints& list : lists) {
+      list.resize(random() % 600);
+      for (int& each : list) each = static_cast<int>(random() % identifiers);
+    }
+    const auto& [old, now] = lists;
+    const auto isEqual = [&](auto x, auto y) { return old[x] == now[y]; };
+    const auto search = [&](std::size_t mostWords) {
+      return tessarine::ShortestEdit<std::int64_t, decltype(isEqual)>(
+          std::ssize(old), std::ssize(now), isEqual, mostWords);
+    };
+    const auto whole = *search(1'000'000).script();
+    for (const std::size_t words : {0, 40, 300}) {
+      ASSERT_TRUE(std::ranges::equal(whole, *search(words).script(), same)) << words;
+    }
+    ASSERT_FALSE(search(1'000'000).script(whole.size() / 2)) << "a level has a point or more";
+  }
+}
+
+TEST(Changes, RunsOfNumbersEndWhereTheyDiffer) {
+  for (std::size_t length = 0; length < 70; ++length) {
+    std::vector<std::int32_t> first(length, 7);
+    const std::vector<std::int32_t> second(length, 7);
+    const tessarine::EqualNumbers equal{first.data(), second.data()};
+    EXPECT_EQ(equal.equalRun(0, 0, length), length);
+    for (std::size_t at = 0; at < length; ++at) {
+      first[at] = 8;
+      EXPECT_EQ(equal.equalRun(0, 0, length), at);
+      EXPECT_EQ(equal.equalRun(at + 1, at + 1, length - at - 1), length - at - 1);
+      first[at] = 7;
+    }
+  }
+}
+
 TEST(Changes, ExactScripts) {
   const auto text = [](const std::string& old, const std::string& now) {
     return changes(now, old).description();
