@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <optional>
 #include <span>
 #include <utility>
@@ -31,25 +30,26 @@ std::int32_t PieceLists::size(List list) const {
 
 void PieceLists::insert(List list, std::int32_t rank, Item item) {
   materialize(list);
-  if (rank > 0 && extendPiece(list, rank - 1, item)) return;
-  cut(list, rank);
-  insertPiece(list, rank, make(item, 1));
-}
-
-void PieceLists::insertPiece(List list, std::int32_t rank, Node piece) {
+  if (rank > 0 && extendPiece(find(list, rank - 1), item)) return;
+  const Node tail = cut(list, rank);
   const auto [left, right] = split(head(list).root, rank);
-  setRoot(list, merge(merge(left, piece), right));
+  setRoot(list, merge(merge(left, make(item, 1)), merge(tail, right)));
 }
 
-/// Sees to it that a piece begins at `rank`.
-void PieceLists::cut(List list, std::int32_t rank) {
-  auto [n, offset] = find(list, rank);
-  if (n == none || offset == 0) return;
-  const std::int32_t length = node(n).length - offset;
+/// Takes out the part from `rank` on of the piece that `rank` lies in; none where a piece begins.
+PieceLists::Node PieceLists::cut(List list, std::int32_t rank) {
+  const auto [n, offset] = find(list, rank);
+  if (n == none || offset == 0) return none;
   const Item start = node(n).start + offset;
-  node(n).length = offset;
+  const std::int32_t length = node(n).length - offset;
+  shorten(n, length);
+  return make(start, length);
+}
+
+/// Takes the last `length` items out of a piece, but not all.
+void PieceLists::shorten(Node n, std::int32_t length) {
+  node(n).length -= length;
   for (; n >= 0; n = node(n).parent) node(n).total -= length;
-  insertPiece(list, rank, make(start, length));
 }
 
 /// The piece that `rank` lies in, and how far in; none at the end of the list.
@@ -69,9 +69,9 @@ PieceLists::Inside PieceLists::find(List list, std::int32_t rank) const {
   return {none, 0};
 }
 
-/// Lets the piece that ends at `rank` take `item` up, if it comes next in number.
-bool PieceLists::extendPiece(List list, std::int32_t rank, Item item) {
-  auto [n, offset] = find(list, rank);
+/// Lets the piece take `item` up, if it ends there and `item` comes next in number.
+bool PieceLists::extendPiece(Inside last, Item item) {
+  auto [n, offset] = last;
   if (offset + 1 != node(n).length || node(n).start + node(n).length != item) return false;
   ++node(n).length;
   for (; n >= 0; n = node(n).parent) ++node(n).total;
@@ -80,13 +80,20 @@ bool PieceLists::extendPiece(List list, std::int32_t rank, Item item) {
 
 PieceLists::Item PieceLists::erase(List list, std::int32_t rank) {
   materialize(list);
-  cut(list, rank + 1);
-  cut(list, rank);
-  const auto [left, rest] = split(head(list).root, rank);
-  const auto [one, right] = split(rest, 1);
-  const Item item = node(one).start;
-  free(one);
-  setRoot(list, merge(left, right));
+  const Node tail = cut(list, rank + 1);
+  const auto [n, offset] = find(list, rank);
+  const Item item = node(n).start + offset;
+  if (offset > 0) {
+    shorten(n, 1);
+    if (tail == none) return item;
+  }
+  auto [left, right] = split(head(list).root, rank);
+  if (offset == 0) {
+    const auto [one, rest] = split(right, 1);
+    free(one);
+    right = rest;
+  }
+  setRoot(list, merge(left, merge(tail, right)));
   return item;
 }
 
@@ -102,9 +109,9 @@ std::optional<PieceLists::Place> PieceLists::locate(Item item) const {
                                         starts_.begin() - 1);
     if (head(list).isPlain) return Place{list, item - head(list).start};
   }
-  const auto next = node_of_start_.upper_bound(item);
-  if (next == node_of_start_.begin()) return std::nullopt;
-  Node n = std::prev(next)->second;
+  const PieceStarts::Entry* const piece = node_of_start_.lastUpTo(item);
+  if (!piece) return std::nullopt;
+  Node n = piece->second;
   if (item >= node(n).start + node(n).length) return std::nullopt;
   std::int32_t rank = item - node(n).start + total(node(n).left);
   while (node(n).parent >= 0) {
@@ -136,12 +143,12 @@ PieceLists::Node PieceLists::make(Item start, std::int32_t length) {
     unused_.pop_back();
   }
   node(n) = {none, none, none, random_, start, length, length};
-  if (locates_) node_of_start_.emplace(start, n);
+  if (locates_) node_of_start_.add({start, n});
   return n;
 }
 
 void PieceLists::free(Node n) {
-  if (locates_) node_of_start_.erase(node(n).start);
+  if (locates_) node_of_start_.remove(node(n).start);
   unused_.push_back(n);
 }
 

@@ -2,10 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <span>
 #include <vector>
+
+#include "tessarine/differencing/internal/PieceStarts.hpp"
 
 namespace tessarine {
 
@@ -100,16 +101,16 @@ class PieceLists {
   Halves split(Node n, std::int32_t rank);
   void materialize(List list);
   Inside find(List list, std::int32_t rank) const;
-  void cut(List list, std::int32_t rank);
-  void insertPiece(List list, std::int32_t rank, Node piece);
+  Node cut(List list, std::int32_t rank);
+  void shorten(Node n, std::int32_t length);
   void setRoot(List list, Node root);
-  bool extendPiece(List list, std::int32_t rank, Item item);
+  bool extendPiece(Inside last, Item item);
 
   std::vector<Head> lists_;
   std::vector<std::int32_t> starts_;
   std::vector<Treap> nodes_;
   std::vector<Node> unused_;
-  std::map<Item, Node> node_of_start_;  // empty unless `locates_`
+  PieceStarts node_of_start_;  // empty unless `locates_`
   bool locates_;
   std::uint32_t random_ = 2'463'534'242U;
 };

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <vector>
 
 #include "tessarine/differencing/internal/PieceLists.hpp"
@@ -59,7 +58,7 @@ class Replay {
     return false;
   }
 
-  bool isNewSnapshot() const {
+  bool isNewSnapshot() {
     if (sections_.size(0) != matching_.sections.newCount) return false;
     std::int32_t number = 0;
     return sections_.forEachPiece(0, [&](const PieceLists::Piece& piece) {
@@ -92,23 +91,43 @@ class Replay {
            static_cast<std::int32_t>(path.item());
   }
 
-  /// Where an old element is in the new list, and how many after it follow it there; -1 if nowhere.
-  static LevelMatching::Run counterpart(const LevelMatching& level, std::int32_t old) {
-    const auto next = std::upper_bound(level.runs.begin(), level.runs.end(), old,
-                                       [](std::int32_t position, const LevelMatching::Run& run) {
-                                         return position < run.oldStart;
-                                       });
-    if (next == level.runs.begin()) return {old, -1, 1};
-    const LevelMatching::Run& run = *std::prev(next);
-    const std::int32_t offset = old - run.oldStart;
-    if (offset >= run.length) return {old, -1, 1};
-    return {old, run.newStart + offset, run.length - offset};
-  }
+  /// Looks up where old elements are in the new list, best those near the one asked for last.
+  class Counterparts {
+   public:
+    explicit Counterparts(const LevelMatching& level) : runs_(level.runs) {}
 
-  bool isNewSection(PieceLists::List list, std::int32_t number) const {
+    /// Where `old` is, and how many after it follow it there; -1 if nowhere.
+    LevelMatching::Run of(std::int32_t old) {
+      if (!isLast(at_, old) && !isLast(++at_, old) && !isLast(++at_, old)) {
+        const auto next =
+            std::upper_bound(runs_.begin(), runs_.end(), old,
+                             [](std::int32_t position, const LevelMatching::Run& run) {
+                               return position < run.oldStart;
+                             });
+        at_ = static_cast<std::size_t>(next - runs_.begin());
+        if (at_-- == 0) return {old, -1, 1};
+      }
+      const LevelMatching::Run& run = runs_[at_];
+      const std::int32_t offset = old - run.oldStart;
+      if (offset >= run.length) return {old, -1, 1};
+      return {old, run.newStart + offset, run.length - offset};
+    }
+
+   private:
+    /// Whether the run is the last that begins at `old` or before it.
+    bool isLast(std::size_t at, std::int32_t old) const {
+      return at < runs_.size() && runs_[at].oldStart <= old &&
+             (at + 1 == runs_.size() || old < runs_[at + 1].oldStart);
+    }
+
+    const std::vector<LevelMatching::Run>& runs_;
+    std::size_t at_ = 0;
+  };
+
+  bool isNewSection(PieceLists::List list, std::int32_t number) {
     const bool is_right =
         list < matching_.sections.oldCount
-            ? counterpart(matching_.sections, list).newStart == number
+            ? counterpart_of_sections_.of(list).newStart == number
             : new_section_of_list_[static_cast<std::size_t>(list - matching_.sections.oldCount)] ==
                   number;
     if (!is_right) return false;
@@ -119,12 +138,12 @@ class Replay {
   }
 
   /// Whether a piece holds the new rows from `expected` on, which then goes behind them.
-  bool follows(PieceLists::Piece piece, std::int32_t& expected) const {
+  bool follows(PieceLists::Piece piece, std::int32_t& expected) {
     while (piece.length > 0) {
       std::int32_t length = piece.length;
       std::int32_t found = piece.start - matching_.rows.oldCount;
       if (found < 0) {
-        const LevelMatching::Run run = counterpart(matching_.rows, piece.start);
+        const LevelMatching::Run run = counterpart_of_rows_.of(piece.start);
         found = run.newStart;
         length = std::min(length, run.length);
       }
@@ -139,6 +158,8 @@ class Replay {
   PieceLists rows_;      // a list a section: the old ones first, then those inserted
   PieceLists sections_;  // the one list of the lists' numbers
   std::vector<std::int64_t> new_section_of_list_;
+  Counterparts counterpart_of_sections_{matching_.sections};
+  Counterparts counterpart_of_rows_{matching_.rows};
 };
 
 }  // namespace
