@@ -100,8 +100,8 @@ std::vector<std::int32_t> interned(const Old& old, const New& now) {
 /// with the same element type. `by(old, new)` says whether two elements are equivalent; what it
 /// throws passes through. Among equally short differences, the one of the greedy search of Myers
 /// that prefers a removal where both reach equally far. No cut-off: time in the order of the
-/// lengths and the square of the changes, memory half a bit for each of that square; see
-/// `ShortestEdit`.
+/// lengths and of the changes times the fewer of removals and insertions, memory a bit for each of
+/// these, up to 32 MiB and then growing slowly; see `ShortestEdit`.
 template <std::ranges::bidirectional_range New, std::ranges::bidirectional_range Old, class By>
 requires std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_t<Old>>
     CollectionChanges<std::ranges::range_value_t<New>> changes(const New& collection,
@@ -136,7 +136,7 @@ requires(std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_
       return differencing_detail::changesOf<Element>(old, now,
                                                      *search(EqualNumbers{old.data(), now.data()}));
     } else if (count < std::numeric_limits<std::int32_t>::max()) {
-      // As many points as there are elements to number cost less than the numbering.
+      // To look at as many points as there are elements costs less than to number them.
       auto edits = search([first = old.data(), second = now.data()](
                               auto x, auto y) { return first[x] == second[y]; },
                           count);
