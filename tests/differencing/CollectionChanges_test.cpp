@@ -137,12 +137,13 @@ TEST(Changes, WhatIsForgottenOnTheWayIsFoundAgain) {
   };
   for (int run = 0; run < 20; ++run) {
     const unsigned identifiers = 2 + random() % 500;
-    Ints lists[2];
-    for (Ints& list : lists) {
-      list.resize(random() % 600);
+    const auto anyList = [&] {
+      Ints list(random() % 600);
       for (int& each : list) each = static_cast<int>(random() % identifiers);
-    }
-    const auto& [old, now] = lists;
+      return list;
+    };
+    const Ints old = anyList();
+    const Ints now = anyList();
     const auto isEqual = [&](auto x, auto y) { return old[x] == now[y]; };
     const auto search = [&](std::size_t mostWords) {
       return tessarine::ShortestEdit<std::int64_t, decltype(isEqual)>(
