@@ -118,6 +118,7 @@ TEST(Calendar, FieldsEqualIcusInEveryZone) {
     calendar.setMinimumDaysInFirstWeek(static_cast<int>(random() % 7) + 1);
     IcuOracle oracle(calendar);
     std::vector<std::int64_t> seconds;
+    seconds.reserve(100);
     for (int i = 0; i < 60; ++i) seconds.push_back(any(random));
     const auto& spans = calendar.timeZone().rules().spans();
     for (int i = 0; i < 40 && spans.size() > 2; ++i) {

@@ -100,10 +100,10 @@ TEST(TimeZone, RulesGoOnForEver) {
   const auto next = zone.nextTransition(date);
   ASSERT_TRUE(next);
   EXPECT_EQ(next->timeIntervalSince1970(),
-            static_cast<double>(internal::daysFromCivil({2500, 3, 14}) * 86400 + 7 * 3600));
+            static_cast<double>(internal::daysFromCivil({2500, 3, 14}) * 86400 + 25'200));
   for (std::int64_t year = 2030; year < 2900; ++year) {
     const std::int64_t noon = internal::daysFromCivil({year, 7, 4}) * 86400 + 43200;
-    ASSERT_EQ(zone.rules().utcOfLocal(noon), noon + 4 * 3600) << year;
+    ASSERT_EQ(zone.rules().utcOfLocal(noon), noon + 14'400) << year;
     const auto autumn = zone.nextTransition(at(noon));
     ASSERT_TRUE(autumn && zone.secondsFromGMT(*autumn) == -5 * 3600) << year;
   }
