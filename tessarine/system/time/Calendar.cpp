@@ -116,35 +116,38 @@ class DayResolution {
   std::optional<std::int64_t> ordinalWeekday() const {
     const auto first = days_.day(request(1));
     if (!first) return std::nullopt;
-    const std::int64_t weekday = internal::floorModulo(*components_.weekday - 1, 7) + 1;
-    const std::int64_t toWeekday = (weekday - internal::weekdayOf(*first) + 7) % 7;
+    const std::int64_t toWeekday = daysToWeekday(internal::weekdayOf(*first));
     const std::int64_t ordinal = *components_.weekdayOrdinal;
-    if (ordinal >= 0) return plusWeeks(*first + toWeekday, ordinal - 1);
+    if (ordinal >= 0) return plusWeeks(*first + toWeekday, ordinal, 1);
     const std::int64_t length = days_.daysInMonth(*first);
-    return plusWeeks(*first + toWeekday + (length - 1 - toWeekday) / 7 * 7, ordinal + 1);
+    return plusWeeks(*first + toWeekday + (length - 1 - toWeekday) / 7 * 7, ordinal, -1);
   }
 
   std::optional<std::int64_t> weekOfMonth() const {
     const auto first = days_.day(request(1));
     if (!first) return std::nullopt;
-    return plusWeeks(rule_.firstWeek(*first) + dayInWeek(), *components_.weekOfMonth - 1);
+    return plusWeeks(rule_.firstWeek(*first) + daysToWeekday(rule_.firstWeekday),
+                     *components_.weekOfMonth, 1);
   }
 
   std::optional<std::int64_t> weekOfYear() const {
     const std::int64_t year = components_.yearForWeekOfYear.value_or(components_.year.value_or(1));
     if (year < -greatestYear || year > greatestYear) return std::nullopt;
-    return plusWeeks(rule_.firstWeek(days_.firstDayOfYear(year)) + dayInWeek(),
-                     components_.weekOfYear.value_or(1) - 1);
+    return plusWeeks(
+        rule_.firstWeek(days_.firstDayOfYear(year)) + daysToWeekday(rule_.firstWeekday),
+        components_.weekOfYear.value_or(1), 1);
   }
 
-  std::int64_t dayInWeek() const {
-    return internal::floorModulo(
-        components_.weekday.value_or(rule_.firstWeekday) - rule_.firstWeekday, 7);
+  /// From a weekday to the one asked for, 0 to 6; without one the week's first is.
+  std::int64_t daysToWeekday(int from) const {
+    const std::int64_t weekday = components_.weekday.value_or(rule_.firstWeekday);
+    return (internal::floorModulo(weekday, 7) - from + 7) % 7;
   }
 
-  static std::optional<std::int64_t> plusWeeks(std::int64_t day, std::int64_t weeks) {
+  /// The day that many weeks later, of which `counted` are no step.
+  static std::optional<std::int64_t> plusWeeks(std::int64_t day, std::int64_t weeks, int counted) {
     if (weeks < -greatestWeeks || weeks > greatestWeeks) return std::nullopt;
-    return day + weeks * 7;
+    return day + (weeks - counted) * 7;
   }
 
   static constexpr std::int64_t greatestYear = 3'000'000;

@@ -76,7 +76,7 @@ std::optional<Date> addingNanoseconds(Date date, std::int64_t count) {
   const std::int64_t seconds = internal::floorDivide(count, internal::nanosecondsASecond);
   Instant instant(date);
   const std::int64_t nanoseconds =
-      internal::nanosecondOf(instant) + count - seconds * internal::nanosecondsASecond;
+      internal::nanosecondOf(instant) + internal::floorModulo(count, internal::nanosecondsASecond);
   instant.second += seconds + nanoseconds / internal::nanosecondsASecond;
   instant.fraction = static_cast<double>(nanoseconds % internal::nanosecondsASecond) * 1e-9;
   if (!Instant::isKnown(instant.second)) return std::nullopt;
@@ -277,8 +277,9 @@ std::optional<Date> Calendar::dateBySetting(Component component, std::int64_t va
   }
   const bool isYear = component == Component::year || component == Component::yearForWeekOfYear;
   if (isYear || component == Component::era) {
-    if (value < now) return std::nullopt;
-    const auto later = dateByAdding(component, value - now, date);
+    std::int64_t change = 0;
+    if (value < now || __builtin_sub_overflow(value, now, &change)) return std::nullopt;
+    const auto later = dateByAdding(component, change, date);
     return later && this->component(component, *later) == value ? later : std::nullopt;
   }
   const Search search = searchFor(component);
