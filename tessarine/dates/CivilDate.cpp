@@ -28,14 +28,6 @@ CivilDate fromMonths(std::int64_t monthsSinceYear0, int day) {
   return {year, month, std::min(day, internal::daysInMonth(year, month))};
 }
 
-/// Days since Monday, 0 to 6.
-int sinceMonday(std::int64_t day) { return (internal::sundayBasedWeekday(day) + 6) % 7; }
-
-std::int64_t firstMondayOfWeekYear(std::int64_t year) {
-  const std::int64_t january4 = internal::daysFromCivil({year, 1, 4});
-  return january4 - sinceMonday(january4);
-}
-
 }  // namespace
 
 bool isValid(const CivilDate& date) noexcept { return nearest(date) == date; }
@@ -105,11 +97,8 @@ int dayOfYear(const CivilDate& date) noexcept {
 }
 
 ISOWeekDate isoWeekDate(const CivilDate& date) noexcept {
-  const std::int64_t day = dayNumber(date);
-  const int past = sinceMonday(day);
-  const std::int64_t year = internal::civilFromDays(day - past + 3).year;  // that of Thursday
-  const std::int64_t week = (day - firstMondayOfWeekYear(year)) / 7 + 1;
-  return {year, static_cast<int>(week), past + 1};
+  const internal::IsoWeek week(dayNumber(date));
+  return {week.year, week.week, week.weekday};
 }
 
 std::optional<CivilDate> civilDate(const ISOWeekDate& week) noexcept {
@@ -117,8 +106,9 @@ std::optional<CivilDate> civilDate(const ISOWeekDate& week) noexcept {
       week.year < -greatestYear || week.year > greatestYear) {
     return std::nullopt;
   }
-  const std::int64_t day = firstMondayOfWeekYear(week.year) + std::int64_t{week.week - 1} * 7;
-  if (day >= firstMondayOfWeekYear(week.year + 1)) return std::nullopt;
+  const std::int64_t day =
+      internal::firstMondayOfWeekYear(week.year) + std::int64_t{week.week - 1} * 7;
+  if (day >= internal::firstMondayOfWeekYear(week.year + 1)) return std::nullopt;
   return civilDate(day + week.weekday - 1);
 }
 

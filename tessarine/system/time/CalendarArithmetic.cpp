@@ -18,6 +18,7 @@ using internal::DaySystem;
 using internal::Instant;
 using internal::LocalTime;
 using internal::secondsADay;
+using internal::secondsOf;
 using Component = Calendar::Component;
 
 /// From the greatest to the least, as dates are made up of them.
@@ -30,20 +31,6 @@ constexpr std::array unitsInOrder = {
 
 bool isKnown(Date date) {
   return std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval;
-}
-
-/// Units that are so many seconds whatever the calendar.
-std::int64_t secondsOf(Component unit) {
-  switch (unit) {
-    case Component::hour:
-      return 3600;
-    case Component::minute:
-      return 60;
-    case Component::second:
-      return 1;
-    default:
-      return 0;
-  }
 }
 
 /// Units that are so many days whatever the calendar.

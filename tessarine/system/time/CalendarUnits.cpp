@@ -85,19 +85,6 @@ class DaySpan {
   DayFields fields_;
 };
 
-std::int64_t clockUnit(Component unit) {
-  switch (unit) {
-    case Component::hour:
-      return 3600;
-    case Component::minute:
-      return 60;
-    case Component::second:
-      return 1;
-    default:
-      return 0;
-  }
-}
-
 /// Fields whose values are the same in every unit that holds them.
 std::optional<Bounds> constantRange(Component smaller, Component larger) {
   if (smaller == Component::hour && larger == Component::day) return Bounds{0, 24};
@@ -144,7 +131,7 @@ std::optional<Range<std::int64_t>> Calendar::rangeOf(Component smaller, Componen
 std::optional<DateInterval> Calendar::dateIntervalOf(Component component, Date date) const {
   const Instant instant(date);
   const LocalTime local(zone_.rules(), instant);
-  if (const std::int64_t unit = clockUnit(component); unit != 0) {
+  if (const std::int64_t unit = internal::secondsOf(component); unit != 0) {
     const std::int64_t into = local.secondOfDay % unit;
     return DateInterval(Instant(instant.second - into, 0).date(), static_cast<double>(unit));
   }
@@ -187,7 +174,7 @@ bool Calendar::isDateEqual(Date date, Date other, Component granularity) const {
     return first.second == second.second &&
            internal::nanosecondOf(first) == internal::nanosecondOf(second);
   }
-  if (clockUnit(granularity) != 0) {
+  if (internal::secondsOf(granularity) != 0) {
     const auto span = dateIntervalOf(granularity, date);
     return span && span->start() <= other && other < span->end();
   }

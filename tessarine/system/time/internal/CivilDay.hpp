@@ -51,6 +51,28 @@ constexpr std::int64_t floorModulo(std::int64_t value, std::int64_t divisor) noe
   return rest < 0 ? rest + divisor : rest;
 }
 
+/// Days since Monday, 0 to 6.
+constexpr int daysSinceMonday(std::int64_t daysSince1970) noexcept {
+  return (sundayBasedWeekday(daysSince1970) + 6) % 7;
+}
+/// The day on which the first week of a year of ISO 8601 weeks begins, that of 4 January.
+constexpr std::int64_t firstMondayOfWeekYear(std::int64_t year) noexcept {
+  const std::int64_t january4 = daysFromCivil({year, 1, 4});
+  return january4 - daysSinceMonday(january4);
+}
+
+/// A day by its week of ISO 8601.
+struct IsoWeek {
+  std::int64_t year;
+  int week;     // 1 to 53
+  int weekday;  // 1 for Monday to 7
+
+  explicit constexpr IsoWeek(std::int64_t daysSince1970) noexcept
+      : year(civilFromDays(daysSince1970 - daysSinceMonday(daysSince1970) + 3).year),  // Thursday's
+        week(static_cast<int>((daysSince1970 - firstMondayOfWeekYear(year)) / 7) + 1),
+        weekday(daysSinceMonday(daysSince1970) + 1) {}
+};
+
 constexpr bool isLeapYear(std::int64_t year) noexcept {
   return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
 }

@@ -84,25 +84,6 @@ char* writeZone(char* out, int offset, const DatePattern::ZoneForm& form) {
   return writePair(out, size % 60);
 }
 
-/// The week of ISO 8601 that a day lies in.
-struct IsoWeek {
-  std::int64_t year;
-  int week;
-  int weekday;  // 1 for Monday
-
-  explicit IsoWeek(std::int64_t day) {
-    weekday = (sundayBasedWeekday(day) + 6) % 7 + 1;
-    const std::int64_t thursday = day - weekday + 4;
-    year = civilFromDays(thursday).year;
-    week = static_cast<int>((thursday - daysFromCivil({year, 1, 1})) / 7) + 1;
-  }
-};
-
-std::int64_t firstMondayOfWeekYear(std::int64_t year) {
-  const std::int64_t january4 = daysFromCivil({year, 1, 4});
-  return january4 - (sundayBasedWeekday(january4) + 6) % 7;
-}
-
 /// A text that is read from the front. The first thing that does not fit is remembered.
 class Reader {
  public:

@@ -4,12 +4,27 @@
 #include <cstdint>
 #include <optional>
 
+#include "tessarine/system/time/Calendar.hpp"
 #include "tessarine/system/time/internal/Instant.hpp"
 #include "tessarine/system/time/internal/ZoneRules.hpp"
 
 namespace tessarine::internal {
 
 constexpr std::int64_t nanosecondsASecond = 1'000'000'000;
+
+/// The length of an hour, a minute or a second; 0 for other units.
+constexpr std::int64_t secondsOf(Calendar::Component unit) noexcept {
+  switch (unit) {
+    case Calendar::Component::hour:
+      return 3600;
+    case Calendar::Component::minute:
+      return 60;
+    case Calendar::Component::second:
+      return 1;
+    default:
+      return 0;
+  }
+}
 
 /// What the clocks of a zone show at an instant.
 struct LocalTime {
