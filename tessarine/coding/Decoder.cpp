@@ -91,11 +91,14 @@ void decode(DecodableSlot slot, Decoder& decoder) {
       return;
     case ShapeKind::enumeration:
       return decodeEnumeration(slot, decoder);
-    case ShapeKind::optional:
-      if (decoder.singleValueContainer().decodeNil()) return shape.optional->reset(slot.address);
+    case ShapeKind::optional: {
+      auto container = decoder.singleValueContainer();
+      if (container.decodeNil()) return shape.optional->reset(slot.address);
+      // Through the container, so that the decoder's strategies apply to what is wrapped.
       return shape.optional->assign(slot.address, [&](void* wrapped) {
-        decode(DecodableSlot{wrapped, shape.optional->slot}, decoder);
+        container.decode(DecodableSlot{wrapped, shape.optional->slot});
       });
+    }
     case ShapeKind::sequence:
       return decodeSequence(slot, decoder);
     case ShapeKind::map:

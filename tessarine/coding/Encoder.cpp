@@ -44,8 +44,10 @@ void encode(EncodableValue value, Encoder& encoder) {
       return encodeEnumeration(value, encoder);
     case ShapeKind::optional: {
       const void* wrapped = shape.optional->get(value.address);
-      if (wrapped == nullptr) return encoder.singleValueContainer().encodeNil();
-      return encode({wrapped, shape.optional->wrapped}, encoder);
+      auto container = encoder.singleValueContainer();
+      if (wrapped == nullptr) return container.encodeNil();
+      // Through the container, so that the encoder's strategies apply to what is wrapped.
+      return container.encode(EncodableValue{wrapped, shape.optional->wrapped});
     }
     case ShapeKind::sequence: {
       auto container = encoder.unkeyedContainer();

@@ -211,6 +211,21 @@ TEST(URLEncodedForm, WritesDatesAndBytesAsAsked) {
             "b=y");
 }
 
+TEST(URLEncodedForm, OptionalsFollowTheStrategiesOfWhatTheyHold) {
+  using Members = std::map<std::string, std::optional<Date>>;
+  const Members dates{{"d", Date::since1970(1)}};
+  const auto iso8601 = Form::DateEncoding::iso8601;
+  const std::string form = Form({.dateEncoding = iso8601}).text(dates);
+  EXPECT_EQ(form, "d=1970-01-01T00%3A00%3A01Z");
+  EXPECT_EQ(URLEncodedFormDecoder({.dateEncoding = iso8601}).decode<Members>(form), dates);
+  EXPECT_EQ(textOf([](Encoder& encoder) {
+              encoder.container().encode(std::optional(Data::fromText("\x03")), "d");
+            }),
+            "d=Aw%3D%3D");
+  using Bytes = std::map<std::string, std::optional<Data>>;
+  EXPECT_EQ(URLEncodedFormDecoder().decode<Bytes>("d=Aw==").at("d"), Data::fromText("\x03"));
+}
+
 TEST(URLEncodedForm, ContainersWriteToTheTree) {
   const auto tree = [](std::function<void(Encoder&)> write) {
     return Form().component(ByHand{std::move(write)}).description();
