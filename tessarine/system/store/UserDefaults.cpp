@@ -150,6 +150,16 @@ void UserDefaults::setAll(const PreferenceObject::Dictionary& values) {
   domain_->write(writes);
 }
 
+bool UserDefaults::setAll(std::span<const PreferenceChange> changes, std::string_view key,
+                          std::optional<Date> lastWritten) {
+  std::vector<detail::Domain::Write> writes;
+  writes.reserve(changes.size());
+  for (const auto& change : changes) writes.push_back({change.key, change.value});
+  detail::Domain::Expectation expectation{key, std::nullopt};
+  if (lastWritten) expectation.written = lastWritten->timeIntervalSinceReferenceDate();
+  return domain_->write(writes, expectation);
+}
+
 PreferenceObject::Dictionary UserDefaults::dictionaryRepresentation() const {
   return domain_->dictionary();
 }

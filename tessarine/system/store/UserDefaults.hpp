@@ -7,11 +7,13 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "tessarine/export.hpp"
+#include "tessarine/values/PreferenceChange.hpp"
 #include "tessarine/values/PreferenceObject.hpp"
 
 namespace tessarine {
@@ -115,10 +117,17 @@ class TESSARINE_EXPORT UserDefaults : public std::enable_shared_from_this<UserDe
   /// Stores all pairs in one step: no other process, and no crash, ever sees some of them only.
   void setAll(const PreferenceObject::Dictionary& values);
 
+  /// Performs all changes in one step, but only if `key` was last written at `lastWritten` (absent:
+  /// never) in that moment. False, with nothing done, when it was not. So what was decided by an
+  /// older state never overwrites a newer write, of whatever process.
+  bool setAll(std::span<const PreferenceChange> changes, std::string_view key,
+              std::optional<Date> lastWritten);
+
   /// All pairs of the domain.
   PreferenceObject::Dictionary dictionaryRepresentation() const;
 
-  /// When `key` was last set or removed, absent when that never happened.
+  /// When `key` was last set or removed, absent when that never happened. What is stored in one
+  /// step has one time; later writes in a domain have later ones, even if the clock is set back.
   std::optional<Date> lastWritten(std::string_view key) const;
 
   /// Tries again what the disk refused and waits until every value is on the disk itself. False

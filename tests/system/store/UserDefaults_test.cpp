@@ -1,5 +1,6 @@
 #include "tessarine/system/store/UserDefaults.hpp"
 
+#include "tessarine/values/ManualDate.hpp"
 #include "tests/system/store/support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -95,6 +96,23 @@ TEST(UserDefaults, TemporaryOnesLeaveNoTraceAndShareNothing) {
   EXPECT_TRUE(one->lastWritten("k").has_value());
   EXPECT_EQ(one->dictionaryRepresentation().size(), 1U);
   EXPECT_TRUE(folder.names("").empty());
+}
+
+TEST(UserDefaults, StoresByAnOlderStateOnlyWhatNobodyWroteSince) {
+  ManualDate clock(Date(1000));
+  const auto defaults = UserDefaults::temporary();
+  const std::vector<PreferenceChange> changes{{"a", 1}, {"b", std::nullopt}};
+  EXPECT_TRUE(defaults->setAll(changes, "a", std::nullopt));
+  EXPECT_EQ(defaults->lastWritten("a"), Date(1000));
+  EXPECT_EQ(defaults->lastWritten("b"), Date(1000)) << "one step has one time";
+  clock.set(Date(10));  // back
+  defaults->set(2, "a");
+  EXPECT_GT(defaults->lastWritten("a"), Date(1000)) << "a later write has a later time";
+  EXPECT_FALSE(defaults->setAll(changes, "a", Date(1000)));
+  EXPECT_FALSE(defaults->setAll(changes, "a", std::nullopt));
+  EXPECT_EQ(dynamicCast<int>(defaults->object("a")), 2);
+  EXPECT_TRUE(defaults->setAll(changes, "a", defaults->lastWritten("a")));
+  EXPECT_EQ(dynamicCast<int>(defaults->object("a")), 1);
 }
 
 }  // namespace

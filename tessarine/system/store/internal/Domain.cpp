@@ -1,6 +1,7 @@
 #include "tessarine/system/store/internal/Domain.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "tessarine/system/store/internal/CallAll.hpp"
@@ -27,7 +28,7 @@ class Encoded {
  public:
   void reserve(std::size_t count) { records_.reserve(count); }
 
-  void add(std::string_view key, const Domain::Object& value, double written) {
+  void add(std::string_view key, const Domain::Object& value, double written = 0) {
     const std::size_t begin = bytes_.size();
     if (value && !encodeObject(*value, bytes_)) {
       fatal("the value for the preference \"" + std::string(key) + "\" nests deeper than " +
@@ -35,6 +36,11 @@ class Encoded {
     }
     const std::string_view stored(bytes_.data() + begin, bytes_.size() - begin);
     records_.push_back({value ? Journal::Kind::set : Journal::Kind::remove, written, key, stored});
+  }
+
+  std::span<const Journal::Record> records(double written) {
+    for (auto& record : records_) record.written = written;
+    return records();
   }
 
   std::span<const Journal::Record> records() {
@@ -304,26 +310,30 @@ void Domain::change(std::string_view key, Entry& entry, Object value, double wri
   entry.value = std::move(value);
   entry.written = written;
   entry.isKnown = true;
+  if (written > latest_) latest_ = written;
 }
 
 // ---- writing ----
 
-void Domain::write(std::span<const Write> writes) {
-  const double now = Date::now().timeIntervalSinceReferenceDate();
+bool Domain::write(std::span<const Write> writes, const std::optional<Expectation>& expectation) {
   Encoded encoded;
   encoded.reserve(writes.size());
-  for (const auto& write : writes) encoded.add(write.key, write.value, now);
+  for (const auto& write : writes) encoded.add(write.key, write.value);
 
   Deliveries deliveries;
   Journal* journal = nullptr;
+  auto stored = Stored::yes;
   {
     const MutexLock lock(mutex_);
     takeOver(deliveries);
     if (!removesNothing(writes, deliveries)) {
-      const bool isStored = store(encoded.records(), deliveries);
-      for (const auto& write : writes) {
-        change(write.key, entryOf(write.key), write.value, now, deliveries);
-        if (!isStored) refused_.emplace(write.key);
+      const double written = timeOfWriting();
+      stored = store(encoded.records(written), expectation, deliveries);
+      if (stored != Stored::unexpected) {
+        for (const auto& write : writes) {
+          change(write.key, entryOf(write.key), write.value, written, deliveries);
+          if (stored == Stored::refused) refused_.emplace(write.key);
+        }
       }
       if (files_) startWorker();
     }
@@ -332,6 +342,23 @@ void Domain::write(std::span<const Write> writes) {
   }
   if (journal != nullptr) journal->wake();
   deliver(deliveries);
+  return stored != Stored::unexpected;
+}
+
+/// Now, or a little after the latest write: of two writes the second has the later time, also when
+/// the clock was set back between them.
+double Domain::timeOfWriting() const {
+  const double now = Date::now().timeIntervalSinceReferenceDate();
+  return now > latest_ ? now : std::nextafter(latest_, std::numeric_limits<double>::infinity());
+}
+
+/// To be asked where no other process can write.
+bool Domain::meets(const std::optional<Expectation>& expectation) {
+  if (!expectation) return true;
+  const Entry* const entry = load(expectation->key);
+  const bool isWritten = entry != nullptr && entry->written == entry->written;
+  if (!isWritten || !expectation->written) return isWritten == expectation->written.has_value();
+  return entry->written == *expectation->written;
 }
 
 bool Domain::removesNothing(std::span<const Write> writes, Deliveries& deliveries) {
@@ -341,20 +368,24 @@ bool Domain::removesNothing(std::span<const Write> writes, Deliveries& deliverie
   return entry == nullptr || (entry->isKnown && !entry->value);
 }
 
-bool Domain::store(std::span<const Journal::Record> records, Deliveries& deliveries) {
+Domain::Stored Domain::store(std::span<const Journal::Record> records,
+                             const std::optional<Expectation>& expectation,
+                             Deliveries& deliveries) {
   Journal* const journal = files_ ? files_->journal() : nullptr;
   if (journal == nullptr) {
+    if (!meets(expectation)) return Stored::unexpected;
     applied_ = ownHead_.fetch_add(1) + 1;
-    return !files_;
+    return files_ ? Stored::refused : Stored::yes;
   }
   const JournalLock lock(*journal);
   takeOver(*journal, deliveries);
-  if (!files_->store(*journal, records)) return false;
+  if (!meets(expectation)) return Stored::unexpected;
+  if (!files_->store(*journal, records)) return Stored::refused;
   applied_ = journal->head().load(std::memory_order_relaxed);
   if (!refused_.empty()) {
     for (const auto& record : records) refused_.erase(std::string(record.key));
   }
-  return true;
+  return Stored::yes;
 }
 
 bool Domain::storeRefused(Deliveries& deliveries) {
@@ -365,7 +396,7 @@ bool Domain::storeRefused(Deliveries& deliveries) {
     const Entry& entry = entryOf(key);
     encoded.add(key, entry.value, entry.written);
   }
-  return store(encoded.records(), deliveries);
+  return store(encoded.records(), std::nullopt, deliveries) == Stored::yes;
 }
 
 void Domain::adoptJournal(Deliveries& deliveries) {

@@ -58,9 +58,17 @@ class Domain {
   std::optional<double> lastWritten(std::string_view key);
   PreferenceObject::Dictionary dictionary();
 
+  /// When a key is expected to have been written last; absent for never.
+  struct Expectation {
+    std::string_view key;
+    std::optional<double> written;
+  };
+
   /// Stores all of the writes or, when the disk refuses them, keeps all of them in memory to be
-  /// tried again. Removing a key that is missing is no write.
-  void write(std::span<const Write> writes);
+  /// tried again. Removing a key that is missing is no write. False, with nothing done, when
+  /// `expectation` is not met in the moment of writing.
+  bool write(std::span<const Write> writes,
+             const std::optional<Expectation>& expectation = std::nullopt);
 
   /// Tries again what was refused and brings everything to the disk. False when that fails.
   bool synchronize();
@@ -136,7 +144,11 @@ class Domain {
 
   bool removesNothing(std::span<const Write> writes, Deliveries& deliveries)
       TESSARINE_REQUIRES(mutex_);
-  bool store(std::span<const Journal::Record> records, Deliveries& deliveries)
+  bool meets(const std::optional<Expectation>& expectation) TESSARINE_REQUIRES(mutex_);
+  double timeOfWriting() const TESSARINE_REQUIRES(mutex_);
+  enum class Stored { yes, refused, unexpected };
+  Stored store(std::span<const Journal::Record> records,
+               const std::optional<Expectation>& expectation, Deliveries& deliveries)
       TESSARINE_REQUIRES(mutex_);
   bool storeRefused(Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   void adoptJournal(Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
@@ -162,6 +174,7 @@ class Domain {
   int lookups_ TESSARINE_GUARDED_BY(mutex_) = 0;  // single ones in the database
   std::set<std::string, std::less<>> refused_ TESSARINE_GUARDED_BY(mutex_);
   std::uint64_t applied_ TESSARINE_GUARDED_BY(mutex_) = 0;  // how far the journal is in memory
+  double latest_ TESSARINE_GUARDED_BY(mutex_) = 0;   // of the times of writing that were seen
   int delivering_ TESSARINE_GUARDED_BY(mutex_) = 0;  // batches whose observers are being called
   std::thread worker_ TESSARINE_GUARDED_BY(mutex_);
 
