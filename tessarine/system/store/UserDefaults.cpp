@@ -80,10 +80,14 @@ struct UserDefaultsRegistry {
     return registry;
   }
 
+  const std::string& folder() TESSARINE_REQUIRES(mutex) {
+    if (directory.empty()) directory = userDirectory();
+    return directory;
+  }
+
   std::shared_ptr<UserDefaults> open(std::string_view name) {
     const MutexLock lock(mutex);
-    if (directory.empty()) directory = userDirectory();
-    const std::string path = directory + "/" + std::string(name);
+    const std::string path = folder() + "/" + std::string(name);
     auto& defaults = domains[path];
     if (!defaults) defaults = make(std::string(name), std::make_unique<detail::Domain>(path));
     return defaults;
@@ -132,6 +136,12 @@ void UserDefaults::setDirectory(const std::string& directory) {
   const MutexLock lock(registry.mutex);
   registry.directory =
       directory.empty() ? directory : std::filesystem::absolute(directory).string();
+}
+
+std::string UserDefaults::directory() {
+  auto& registry = UserDefaultsRegistry::shared();
+  const MutexLock lock(registry.mutex);
+  return registry.folder();
 }
 
 std::optional<PreferenceObject> UserDefaults::object(std::string_view key) const {

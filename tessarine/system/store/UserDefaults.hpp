@@ -97,6 +97,8 @@ class TESSARINE_EXPORT UserDefaults : public std::enable_shared_from_this<UserDe
   /// Until then it is ".config/NAME" in the home directory of the user's passwd entry, NAME being
   /// the program's. Programs that share suites name one folder.
   static void setDirectory(const std::string& directory);
+  /// That folder, as an absolute path.
+  static std::string directory();
 
   ~UserDefaults();
   UserDefaults(const UserDefaults&) = delete;

@@ -1,0 +1,450 @@
+#include "tessarine/system/store/internal/CloudReplica.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "tessarine/system/store/internal/ObjectCoding.hpp"
+#include "tessarine/system/store/internal/cloudColumns.hpp"
+#include "tessarine/values/fatal.hpp"
+
+namespace tessarine::detail {
+namespace {
+
+constexpr SQLite::Schema schema{
+    .applicationId = 0x54455352,  // "TESR"
+    .version = 1,
+    .tables =
+        "CREATE TABLE accounts(account INTEGER PRIMARY KEY, user BLOB UNIQUE NOT NULL,"
+        " position BLOB NOT NULL);"
+        "INSERT INTO accounts VALUES(1, x'', x'');"
+        "CREATE TABLE present(replica BLOB NOT NULL, account INTEGER NOT NULL,"
+        " change INTEGER NOT NULL);"
+        "INSERT INTO present VALUES(randomblob(16), 1, 0);"
+        "CREATE TABLE entries(account INTEGER, key BLOB, value BLOB, time INTEGER NOT NULL,"
+        " counter INTEGER NOT NULL, replica BLOB NOT NULL, waiting INTEGER NOT NULL,"
+        " change INTEGER NOT NULL, PRIMARY KEY(account, key)) WITHOUT ROWID;"
+        "CREATE INDEX entriesByChange ON entries(account, change)"};
+
+}  // namespace
+
+/// The statements on the file.
+class CloudReplica::File {
+ public:
+  explicit File(const std::string& path)
+      : database(path, schema, {.isSynchronous = false}),
+        present_(database.prepare("SELECT replica, present.account, change, user, position"
+                                  " FROM present JOIN accounts USING(account)")),
+        changed_(database.prepare("SELECT key, value, time, counter, replica, waiting FROM entries"
+                                  " WHERE account = ?1 AND change > ?2")),
+        put_(database.prepare("INSERT INTO entries VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)"
+                              " ON CONFLICT(account, key) DO UPDATE SET value = excluded.value,"
+                              " time = excluded.time, counter = excluded.counter,"
+                              " replica = excluded.replica, waiting = excluded.waiting,"
+                              " change = excluded.change")),
+        count_(database.prepare("UPDATE present SET change = ?1")),
+        move_(database.prepare("UPDATE accounts SET position = ?2 WHERE account = ?1")) {}
+
+  struct Present {
+    UUID replica;
+    std::int64_t account = 0;
+    std::int64_t change = 0;
+    std::string user;
+    std::string position;
+  };
+  Present present() {
+    Present present;
+    present_.run();
+    while (present_.next()) {
+      present = {uuidOf(present_.text(0)), present_.integer(1), present_.integer(2),
+                 std::string(present_.text(3)), std::string(present_.text(4))};
+    }
+    return present;
+  }
+
+  template <class Visit>
+  void forEachChanged(std::int64_t account, std::int64_t since, Visit visit) {
+    changed_.run(account, since);
+    while (changed_.next()) {
+      visit(changed_.text(0),
+            Entry{stampOf(changed_, 2), ownedText(changed_, 1), changed_.integer(5) != 0});
+    }
+  }
+
+  void put(std::int64_t account, std::string_view key, const Entry& entry, std::int64_t change) {
+    put_.execute(account, key, entry.value, entry.stamp.time, std::int64_t{entry.stamp.counter},
+                 bytesOf(entry.stamp.replica), std::int64_t{entry.isWaiting ? 1 : 0}, change);
+  }
+  void countTo(std::int64_t change) { count_.execute(change); }
+  void moveTo(std::int64_t account, const std::string& position) {
+    move_.execute(account, position);
+  }
+
+  /// The account of `user`, made when missing. The first user takes over what was nobody's.
+  std::int64_t accountOf(const std::string& user) {
+    auto find = database.prepare("SELECT account FROM accounts WHERE user = ?1");
+    find.run(user);
+    if (find.next()) return find.integer(0);
+    if (database.number("SELECT count(*) FROM accounts") == 1 &&
+        database.number("SELECT length(user) FROM accounts") == 0) {
+      database.prepare("UPDATE accounts SET user = ?1").execute(user);
+      return database.number("SELECT account FROM accounts");
+    }
+    database.prepare("INSERT INTO accounts(user, position) VALUES(?1, x'')").execute(user);
+    return database.number("SELECT last_insert_rowid()");
+  }
+  void choose(std::int64_t account) {
+    database.prepare("UPDATE present SET account = ?1").execute(account);
+  }
+
+  void forgetRemovals(std::int64_t before) {
+    database.prepare("DELETE FROM entries WHERE value IS NULL AND waiting = 0 AND time < ?1")
+        .execute(before);
+  }
+
+  SQLite database;
+
+ private:
+  SQLite::Statement present_;
+  SQLite::Statement changed_;
+  SQLite::Statement put_;
+  SQLite::Statement count_;
+  SQLite::Statement move_;
+};
+
+// ---- opening ----
+
+CloudReplica::CloudReplica(std::string path) : path_(std::move(path)), identity_(UUID::random()) {
+  open();
+}
+
+CloudReplica::~CloudReplica() = default;
+
+void CloudReplica::open() {
+  if (path_.empty()) return;
+  std::error_code ignored;
+  std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), ignored);
+  for (const bool isLast : {false, true}) {
+    try {
+      file_ = std::make_unique<File>(path_);
+      file_->forgetRemovals(microsecondsOf(Date::now()) - longestRemembered);
+      load();
+      return;
+    } catch (const DatabaseError& error) {
+      file_.reset();
+      report(error.what());
+      if (!error.damage || isLast) return;
+    }
+    const auto aside = path_ + ".damaged-" + std::to_string(microsecondsOf(Date::now()));
+    for (const char* part : {"", "-wal", "-shm"}) {
+      std::filesystem::rename(path_ + part, aside + part, ignored);
+    }
+  }
+}
+
+/// Once an outage.
+void CloudReplica::report(const std::string& reason) {
+  if (std::exchange(isReported_, true)) return;
+  std::fprintf(stderr, "tessarine: the cloud replica %s cannot be used: %s\n", path_.c_str(),
+               reason.c_str());
+}
+
+/// Everything of the account that the file names.
+void CloudReplica::load() {
+  const auto present = file_->present();
+  identity_ = present.replica;
+  account_ = present.account;
+  user_ = present.user;
+  position_ = present.position;
+  applied_ = present.change;
+  const Entries before = std::exchange(entries_, {});
+  pairs_ = std::make_shared<Pairs>();
+  waiting_ = 0;
+  bytes_ = 0;
+  file_->forEachChanged(account_, -1, [this](std::string_view key, Entry entry) {
+    apply(key, std::move(entry), Origin::here);
+  });
+  for (const auto& [key, entry] : unsaved_) apply(key, entry, Origin::here);
+  for (const auto& [key, entry] : before) {
+    const auto found = entries_.find(key);
+    if (found == entries_.end() || found->second.value != entry.value) changedKeys_.push_back(key);
+  }
+  for (const auto& [key, entry] : entries_) {
+    if (!before.contains(key)) changedKeys_.push_back(key);
+  }
+}
+
+/// What other processes have committed, inside of a transaction.
+void CloudReplica::takeOver() {
+  const auto present = file_->present();
+  if (present.change == applied_) return;
+  if (present.account != account_) return load();
+  position_ = present.position;
+  file_->forEachChanged(account_, applied_, [this](std::string_view key, Entry entry) {
+    if (const auto own = unsaved_.find(key); own != unsaved_.end()) {
+      if (entry.stamp < own->second.stamp) return;
+      unsaved_.erase(own);
+    }
+    apply(key, std::move(entry), Origin::elsewhere);
+  });
+  applied_ = present.change;
+}
+
+void CloudReplica::refresh() {
+  if (!file_) return;
+  try {
+    file_->database.read([this] { takeOver(); });
+  } catch (const DatabaseError& error) {
+    report(error.what());
+  }
+}
+
+CloudReplica::Keys CloudReplica::takeChangedKeys() {
+  Keys keys = std::exchange(changedKeys_, {});
+  std::sort(keys.begin(), keys.end());
+  keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+  return keys;
+}
+
+// ---- memory ----
+
+void CloudReplica::apply(std::string_view key, Entry entry, Origin origin) {
+  auto found = entries_.find(key);
+  if (found == entries_.end()) found = entries_.emplace(key, Entry{}).first;
+  Entry& held = found->second;
+  if (held.isWaiting) --waiting_;
+  if (entry.isWaiting) ++waiting_;
+  if (held.value) bytes_ -= key.size() + held.value->size();
+  if (entry.value) bytes_ += key.size() + entry.value->size();
+  if (held.value != entry.value) {
+    showPair(key, entry.value);
+    if (origin == Origin::elsewhere) changedKeys_.emplace_back(key);
+  }
+  held = std::move(entry);
+}
+
+/// Who holds the former state keeps it. A value that cannot be read, as a newer version may write
+/// it, is kept and passed on, but not shown.
+void CloudReplica::showPair(std::string_view key, const std::optional<std::string>& value) {
+  if (pairs_.use_count() > 1) pairs_ = std::make_shared<Pairs>(*pairs_);
+  auto object = value ? decodeObject(*value) : std::nullopt;
+  const auto found = pairs_->find(key);
+  if (object && found != pairs_->end()) {
+    found->second = *std::move(object);
+  } else if (object) {
+    pairs_->emplace(key, *std::move(object));
+  } else if (found != pairs_->end()) {
+    pairs_->erase(found);
+  }
+}
+
+/// Lets `decide(changed)` say, on the latest state, which entries change, and brings them into the
+/// file and the memory; into the memory alone while the file refuses.
+template <class Decide>
+void CloudReplica::commit(Origin origin, Decide decide) {
+  Changed changed;
+  if (commitToFile(changed, decide)) {
+    unsaved_.clear();
+    isPositionUnsaved_ = false;
+    isReported_ = false;
+  } else {
+    changed.clear();
+    decide(changed);
+    if (!path_.empty()) {
+      for (const auto& [key, entry] : changed) unsaved_.insert_or_assign(key, entry);
+    }
+  }
+  for (auto& [key, entry] : changed) apply(key, std::move(entry), origin);
+}
+
+template <class Decide>
+bool CloudReplica::commitToFile(Changed& changed, Decide decide) {
+  if (!file_) return false;
+  try {
+    bool isChange = false;
+    file_->database.write([&] {
+      takeOver();
+      decide(changed);
+      for (const auto& [key, entry] : unsaved_) changed.emplace(key, entry);
+      isChange = !changed.empty() || isPositionUnsaved_;
+      if (!isChange) return;
+      for (const auto& [key, entry] : changed) file_->put(account_, key, entry, applied_ + 1);
+      if (isPositionUnsaved_) file_->moveTo(account_, position_);
+      file_->countTo(applied_ + 1);
+    });
+    if (isChange) ++applied_;
+    return true;
+  } catch (const DatabaseError& error) {
+    report(error.what());
+    return false;
+  }
+}
+
+// ---- users ----
+
+bool CloudReplica::use(const std::string& user) {
+  if (user == user_) return true;
+  if (file_) {
+    try {
+      file_->database.write([&] {
+        takeOver();
+        file_->choose(file_->accountOf(user));
+        file_->countTo(applied_ + 1);
+      });
+      load();
+    } catch (const DatabaseError& error) {
+      report(error.what());
+    }
+    return user == user_;
+  }
+  if (!user_.empty()) {  // in memory there is one user's only
+    for (const auto& [key, entry] : entries_) changedKeys_.push_back(key);
+    entries_.clear();
+    unsaved_.clear();
+    position_.clear();
+    pairs_ = std::make_shared<Pairs>();
+    waiting_ = 0;
+    bytes_ = 0;
+  }
+  user_ = user;
+  return true;
+}
+
+// ---- writing ----
+
+bool CloudReplica::write(std::span<const PreferenceChange> changes, std::int64_t now, bool isPast,
+                         const Limits& limits) {
+  std::vector<std::pair<const std::string*, std::optional<std::string>>> encoded;
+  encoded.reserve(changes.size());
+  for (const auto& change : changes) {
+    std::optional<std::string> bytes;
+    if (change.value && !encodeObject(*change.value, bytes.emplace())) {
+      fatal("the value for the cloud key \"" + change.key + "\" nests deeper than " +
+            std::to_string(deepestObject) + " levels");
+    }
+    encoded.emplace_back(&change.key, std::move(bytes));
+  }
+  bool isAccepted = true;
+  commit(Origin::here, [&](Changed& changed) {
+    CloudStamp seen;
+    for (const auto& [key, bytes] : encoded) {
+      const auto found = entries_.find(*key);
+      if (found != entries_.end()) seen = std::max(seen, found->second.stamp);
+    }
+    const CloudStamp stamp =
+        isPast ? CloudStamp{now, 0, identity_} : CloudStamp::after(seen, now, identity_);
+    for (auto& [key, bytes] : encoded) {
+      const auto found = entries_.find(*key);
+      if (found != entries_.end() && !(found->second.stamp < stamp)) continue;
+      changed.insert_or_assign(*key, Entry{stamp, bytes, true});
+    }
+    isAccepted = isWithin(changed, limits);
+    if (!isAccepted) changed.clear();
+  });
+  return isAccepted;
+}
+
+/// Whether all pairs are within the limits after the change, or the change makes none worse.
+bool CloudReplica::isWithin(const Changed& changed, const Limits& limits) const {
+  std::size_t keys = pairs_->size();
+  std::size_t bytes = bytes_;
+  bool isMore = false;
+  for (const auto& [key, entry] : changed) {
+    const auto found = entries_.find(key);
+    const auto* const held =
+        found != entries_.end() && found->second.value ? &*found->second.value : nullptr;
+    const std::size_t before = held != nullptr ? key.size() + held->size() : 0;
+    const std::size_t after = entry.value ? key.size() + entry.value->size() : 0;
+    if (entry.value && entry.value->size() > limits.bytesOfValue) return false;
+    keys = keys + (after > 0 ? 1 : 0) - (before > 0 ? 1 : 0);
+    bytes = bytes + after - before;
+    isMore = isMore || after > before;
+  }
+  return !isMore || (keys <= limits.keys && bytes <= limits.bytes);
+}
+
+// ---- exchange ----
+
+void CloudReplica::merge(const CloudTransport::News& news) {
+  commit(Origin::elsewhere, [&](Changed& changed) {
+    isPositionUnsaved_ = isPositionUnsaved_ || news.position != position_;
+    position_ = news.position;
+    std::set<std::string_view> arrived;
+    for (const CloudEntry& entry : news.entries) {
+      arrived.insert(entry.key);
+      const auto found = entries_.find(entry.key);
+      const Entry* const held = found != entries_.end() ? &found->second : nullptr;
+      if (held == nullptr || held->stamp < entry.stamp) {
+        changed.insert_or_assign(entry.key, Entry{entry.stamp, entry.value, false});
+      } else if (held->isWaiting == (held->stamp == entry.stamp)) {
+        // Either it came from here and is there, or the hub has an older one than it once had.
+        changed.insert_or_assign(entry.key, Entry{held->stamp, held->value, !held->isWaiting});
+      }
+    }
+    if (!news.isWhole) return;
+    for (const auto& [key, entry] : entries_) {
+      if (entry.isWaiting || arrived.contains(key)) continue;
+      if (entry.stamp.time > news.forgottenUntil) {
+        changed.insert_or_assign(key, Entry{entry.stamp, entry.value, true});
+      } else if (entry.value) {  // removed so long ago that the hub does not remember it
+        changed.insert_or_assign(key, Entry{entry.stamp, std::nullopt, false});
+      }
+    }
+  });
+}
+
+std::vector<CloudEntry> CloudReplica::waiting(std::int64_t latest, std::size_t& clamped) {
+  clamped = 0;
+  if (waiting_ == 0) return {};
+  std::set<CloudStamp> beyond;
+  for (const auto& [key, entry] : entries_) {
+    if (entry.isWaiting && entry.stamp.time > latest) beyond.insert(entry.stamp);
+  }
+  if (!beyond.empty()) {
+    commit(Origin::here, [&](Changed& changed) {
+      for (const auto& [key, entry] : entries_) {
+        const auto place = beyond.find(entry.stamp);
+        if (!entry.isWaiting || place == beyond.end()) continue;
+        const auto rank = static_cast<std::uint32_t>(std::distance(beyond.begin(), place));
+        changed.insert_or_assign(
+            key, Entry{CloudStamp{latest, rank, entry.stamp.replica}, entry.value, true});
+      }
+      clamped = changed.size();
+    });
+  }
+  std::vector<CloudEntry> entries;
+  entries.reserve(waiting_);
+  for (const auto& [key, entry] : entries_) {
+    if (entry.isWaiting) entries.push_back({key, entry.value, entry.stamp});
+  }
+  return entries;
+}
+
+void CloudReplica::sent(std::span<const CloudEntry> entries) {
+  commit(Origin::here, [&](Changed& changed) {
+    for (const CloudEntry& entry : entries) {
+      const auto found = entries_.find(entry.key);
+      if (found == entries_.end() || found->second.stamp != entry.stamp) continue;
+      changed.insert_or_assign(entry.key, Entry{entry.stamp, found->second.value, false});
+    }
+  });
+}
+
+bool CloudReplica::saveUnsaved() {
+  if (!file_) open();
+  if (file_ && !unsaved_.empty()) commit(Origin::here, [](Changed& /*unchanged*/) {});
+  return unsaved_.empty();
+}
+
+void CloudReplica::checkpoint(const std::string& path) {
+  if (path.empty()) return;
+  try {
+    SQLite(path, schema, {.isSynchronous = false}).checkpoint();
+  } catch (const DatabaseError&) {  // it is told where the file is written
+  }
+}
+
+}  // namespace tessarine::detail
