@@ -1,6 +1,8 @@
 #include "tessarine/system/desktop/Bundle.hpp"
 
+#include <filesystem>
 #include <mutex>
+#include <system_error>
 
 namespace tessarine {
 
@@ -18,6 +20,21 @@ std::string Bundle::localizedString(std::string_view key) const {
   const std::shared_lock lock(mutex_);
   const auto found = strings_.find(key);
   return found == strings_.end() ? std::string(key) : found->second;
+}
+
+std::string Bundle::bundlePath() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
+}
+
+void Bundle::setInfoDictionary(PreferenceObject::Dictionary dictionary) {
+  const std::unique_lock lock(mutex_);
+  information_ = std::move(dictionary);
+}
+
+std::optional<PreferenceObject::Dictionary> Bundle::infoDictionary() const {
+  const std::shared_lock lock(mutex_);
+  return information_;
 }
 
 }  // namespace tessarine

@@ -60,6 +60,13 @@ ChangeDictionary changeDictionary(const detail::Domain::Object& before,
   return change;
 }
 
+std::vector<detail::Domain::Write> writesOf(std::span<const PreferenceChange> changes) {
+  std::vector<detail::Domain::Write> writes;
+  writes.reserve(changes.size());
+  for (const auto& change : changes) writes.push_back({change.key, change.value});
+  return writes;
+}
+
 }  // namespace
 
 /// The domains of the process, by the path of their files. Never destroyed, since statics of hosts
@@ -160,14 +167,15 @@ void UserDefaults::setAll(const PreferenceObject::Dictionary& values) {
   domain_->write(writes);
 }
 
+void UserDefaults::setAll(std::span<const PreferenceChange> changes) {
+  domain_->write(writesOf(changes));
+}
+
 bool UserDefaults::setAll(std::span<const PreferenceChange> changes, std::string_view key,
                           std::optional<Date> lastWritten) {
-  std::vector<detail::Domain::Write> writes;
-  writes.reserve(changes.size());
-  for (const auto& change : changes) writes.push_back({change.key, change.value});
   detail::Domain::Expectation expectation{key, std::nullopt};
   if (lastWritten) expectation.written = lastWritten->timeIntervalSinceReferenceDate();
-  return domain_->write(writes, expectation);
+  return domain_->write(writesOf(changes), expectation);
 }
 
 PreferenceObject::Dictionary UserDefaults::dictionaryRepresentation() const {

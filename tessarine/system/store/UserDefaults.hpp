@@ -119,7 +119,10 @@ class TESSARINE_EXPORT UserDefaults : public std::enable_shared_from_this<UserDe
   /// Stores all pairs in one step: no other process, and no crash, ever sees some of them only.
   void setAll(const PreferenceObject::Dictionary& values);
 
-  /// Performs all changes in one step, but only if `key` was last written at `lastWritten` (absent:
+  /// Performs all changes in one step.
+  void setAll(std::span<const PreferenceChange> changes);
+
+  /// The same, but only if `key` was last written at `lastWritten` (absent:
   /// never) in that moment. False, with nothing done, when it was not. So what was decided by an
   /// older state never overwrites a newer write, of whatever process.
   bool setAll(std::span<const PreferenceChange> changes, std::string_view key,

@@ -20,10 +20,11 @@ using Keys = std::vector<std::string>;
 /// A store that exchanges when it is told to, and what it posted.
 struct Machine {
   Machine(const std::string& replica, const std::string& hub, Store::Options options = {})
-      : store(Store::open(replica, [&] {
-          options.exchangesByItself = false;
-          return options;
-        }())),
+      : store(Store::open(replica,
+                          [&] {
+                            options.exchangesByItself = false;
+                            return options;
+                          }())),
         token(NotificationCenter::defaultCenter().addObserver(
             NSUbiquitousKeyValueStoreDidChangeExternallyNotification, store.get(),
             [this](const Notification& notification) {
