@@ -202,7 +202,9 @@ void UbiquitousController::bringOut(const std::string& key) {
   }
   // Without a date there the cloud knows nothing of the key, or has lost it.
   const bool isLost = !cloudDate && localDate(dateKey(key));
-  if (isUnsent || isLost) syncToCloud(key, Stamp::ofWrite);
+  if (!isUnsent && !isLost) return;
+  localDefaults_->set(internal::baseStamp(), changeDateKey_);
+  syncToCloud(key, Stamp::ofWrite);
 }
 
 // ---- exchange ----

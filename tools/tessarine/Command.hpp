@@ -18,6 +18,7 @@ struct UsageError : std::runtime_error {
 
 // Each adds its commands to the tool. What a command answers goes into `exit`.
 void addAnimate(CLI::App& tool, int& exit);
+void addCloud(CLI::App& tool, int& exit);
 void addCodable(CLI::App& tool, int& exit);
 void addDate(CLI::App& tool, int& exit);
 void addDiff(CLI::App& tool, int& exit);

@@ -10,8 +10,8 @@
 #include "Command.hpp"
 #include "DateText.hpp"
 #include "PreferenceJson.hpp"
+#include "PreferenceRows.hpp"
 #include "tessarine/preferences.hpp"
-#include "tessarine/values/floatText.hpp"
 
 #include <CLI/CLI.hpp>
 #include <signal.h>
@@ -38,99 +38,6 @@ std::shared_ptr<UserDefaults> domainOf(const Options& options, bool hasSuite) {
   auto domain = hasSuite ? UserDefaults::suite(options.suite) : UserDefaults::standard();
   if (!domain) throw UsageError("no domain can have that name: " + options.suite);
   return domain;
-}
-
-// ---- showing ----
-
-const char* kindName(const PreferenceObject& object) {
-  switch (object.kind()) {
-    case PreferenceObject::Kind::string:
-      return "string";
-    case PreferenceObject::Kind::date:
-      return "date";
-    case PreferenceObject::Kind::data:
-      return "data";
-    case PreferenceObject::Kind::array:
-      return "array";
-    case PreferenceObject::Kind::dictionary:
-      return "dictionary";
-    case PreferenceObject::Kind::number:
-      break;
-  }
-  switch (object.number()->kind()) {
-    case NSNumber::Kind::boolean:
-      return "bool";
-    case NSNumber::Kind::signedInteger:
-      return "int";
-    case NSNumber::Kind::unsignedInteger:
-      return "uint";
-    case NSNumber::Kind::float64:
-      return "double";
-    case NSNumber::Kind::float32:
-      break;
-  }
-  return "float";
-}
-
-std::string numberText(const NSNumber& number) {
-  if (number.kind() == NSNumber::Kind::float32) return floatText(number.floatValue());
-  return number.isFloat() ? floatText(number.doubleValue()) : number.stringValue();
-}
-
-/// Texts as they are, dates as ISO texts, data as base64, containers as JSON.
-std::string plainText(const PreferenceObject& object) {
-  switch (object.kind()) {
-    case PreferenceObject::Kind::number:
-      return numberText(*object.number());
-    case PreferenceObject::Kind::string:
-      return *object.string();
-    case PreferenceObject::Kind::data:
-      return object.data()->base64EncodedString();
-    case PreferenceObject::Kind::date:
-      if (const auto text = isoText(*object.date())) return *text;
-      return jsonText(object);
-    case PreferenceObject::Kind::array:
-    case PreferenceObject::Kind::dictionary:
-      return jsonText(object);
-  }
-  return {};
-}
-
-/// Keeps a text on its line and in its column: backslash, tab and line ends are written with a
-/// backslash.
-std::string oneCell(std::string_view text) {
-  std::string cell;
-  for (const char c : text) {
-    switch (c) {
-      case '\\':
-        cell += "\\\\";
-        break;
-      case '\t':
-        cell += "\\t";
-        break;
-      case '\n':
-        cell += "\\n";
-        break;
-      case '\r':
-        cell += "\\r";
-        break;
-      case '\0':
-        cell += "\\0";
-        break;
-      default:
-        cell += c;
-    }
-  }
-  return cell;
-}
-
-void printLine(std::string_view text) {
-  std::cout.write(text.data(), static_cast<std::streamsize>(text.size())).put('\n');
-}
-
-void printRow(std::string_view key, const Object& object) {
-  const std::string value = object ? oneCell(plainText(*object)) : "";
-  printLine(oneCell(key) + "\t" + (object ? kindName(*object) : "removed") + "\t" + value);
 }
 
 // ---- get ----
@@ -229,7 +136,7 @@ int watch(const Options& options, bool hasSuite) {
 
   const auto domain = domainOf(options, hasSuite);
   const auto print = [](std::string_view key, const ChangeDictionary& change) {
-    printRow(key, newValueIn(change));
+    printLine(rowOf(key, newValueIn(change)));
     std::cout.flush();
   };
   std::vector<std::shared_ptr<void>> observations;
@@ -244,7 +151,7 @@ int watch(const Options& options, bool hasSuite) {
 }
 
 int list(UserDefaults& domain) {
-  for (const auto& [key, object] : domain.dictionaryRepresentation()) printRow(key, object);
+  for (const auto& [key, object] : domain.dictionaryRepresentation()) printLine(rowOf(key, object));
   return Exit::done;
 }
 

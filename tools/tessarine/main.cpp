@@ -32,6 +32,7 @@ int main(int argc, char** argv) {
   tool.footer("Example: tessarine prefs --dir /tmp/prefs set fontSize 12 --type int");
   tool.require_subcommand(1);
   addAnimate(tool, exit);
+  addCloud(tool, exit);
   addCodable(tool, exit);
   addDate(tool, exit);
   addDiff(tool, exit);

@@ -106,7 +106,6 @@ class NSUbiquitousKeyValueStore::State {
   CloudReplica replica TESSARINE_GUARDED_BY(mutex);
   std::shared_ptr<CloudTransport> transport TESSARINE_GUARDED_BY(mutex);  // null: signed out
   std::int64_t drift TESSARINE_GUARDED_BY(mutex) = 0;
-  std::optional<Date> lastExchange TESSARINE_GUARDED_BY(mutex);
   std::string error TESSARINE_GUARDED_BY(mutex);
   bool hasWorker TESSARINE_GUARDED_BY(mutex) = false;
 
@@ -223,12 +222,17 @@ void NSUbiquitousKeyValueStore::signOut() {
 
 NSUbiquitousKeyValueStore::Status NSUbiquitousKeyValueStore::status() const {
   const MutexLock lock(state_->mutex);
-  state_->replica.refresh();
-  return {.user = state_->replica.user(),
-          .isSignedIn = state_->transport != nullptr,
-          .waiting = state_->replica.waitingCount(),
-          .lastExchange = state_->lastExchange,
-          .error = state_->error};
+  auto& replica = state_->replica;
+  replica.refresh();
+  Status status{.user = replica.user(),
+                .isSignedIn = state_->transport != nullptr,
+                .waiting = replica.waitingCount(),
+                .lastExchange = std::nullopt,
+                .error = state_->error};
+  if (const auto exchanged = replica.exchanged()) {
+    status.lastExchange = Date::since1970(static_cast<double>(*exchanged) * 1e-6);
+  }
+  return status;
 }
 
 bool NSUbiquitousKeyValueStore::synchronize() {
@@ -331,9 +335,7 @@ double NSUbiquitousKeyValueStore::State::delay(const CloudTransport& to) {
 /// Tells of an outage once.
 void NSUbiquitousKeyValueStore::State::note(const Exchange& result) {
   const MutexLock lock(mutex);
-  if (result.error.empty()) {
-    lastExchange = Date::now();
-  } else if (error.empty()) {
+  if (!result.error.empty() && error.empty()) {
     std::fprintf(stderr, "tessarine: %s\n", result.error.c_str());
   }
   error = result.error;

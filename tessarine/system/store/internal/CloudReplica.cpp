@@ -19,8 +19,8 @@ constexpr SQLite::Schema schema{
     .version = 1,
     .tables =
         "CREATE TABLE accounts(account INTEGER PRIMARY KEY, user BLOB UNIQUE NOT NULL,"
-        " position BLOB NOT NULL);"
-        "INSERT INTO accounts VALUES(1, x'', x'');"
+        " position BLOB NOT NULL, exchanged INTEGER);"
+        "INSERT INTO accounts VALUES(1, x'', x'', NULL);"
         "CREATE TABLE present(replica BLOB NOT NULL, account INTEGER NOT NULL,"
         " change INTEGER NOT NULL);"
         "INSERT INTO present VALUES(randomblob(16), 1, 0);"
@@ -36,8 +36,9 @@ class CloudReplica::File {
  public:
   explicit File(const std::string& path)
       : database(path, schema, {.isSynchronous = false}),
-        present_(database.prepare("SELECT replica, present.account, change, user, position"
-                                  " FROM present JOIN accounts USING(account)")),
+        present_(
+            database.prepare("SELECT replica, present.account, change, user, position, exchanged"
+                             " FROM present JOIN accounts USING(account)")),
         changed_(database.prepare("SELECT key, value, time, counter, replica, waiting FROM entries"
                                   " WHERE account = ?1 AND change > ?2")),
         put_(database.prepare("INSERT INTO entries VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)"
@@ -46,7 +47,8 @@ class CloudReplica::File {
                               " replica = excluded.replica, waiting = excluded.waiting,"
                               " change = excluded.change")),
         count_(database.prepare("UPDATE present SET change = ?1")),
-        move_(database.prepare("UPDATE accounts SET position = ?2 WHERE account = ?1")) {}
+        move_(database.prepare("UPDATE accounts SET position = ?2, exchanged = ?3"
+                               " WHERE account = ?1")) {}
 
   struct Present {
     UUID replica;
@@ -54,13 +56,15 @@ class CloudReplica::File {
     std::int64_t change = 0;
     std::string user;
     std::string position;
+    std::optional<std::int64_t> exchanged;
   };
   Present present() {
     Present present;
     present_.run();
     while (present_.next()) {
-      present = {uuidOf(present_.text(0)), present_.integer(1), present_.integer(2),
-                 std::string(present_.text(3)), std::string(present_.text(4))};
+      present = {uuidOf(present_.text(0)),      present_.integer(1),           present_.integer(2),
+                 std::string(present_.text(3)), std::string(present_.text(4)), std::nullopt};
+      if (!present_.isNull(5)) present.exchanged = present_.integer(5);
     }
     return present;
   }
@@ -79,8 +83,9 @@ class CloudReplica::File {
                  bytesOf(entry.stamp.replica), std::int64_t{entry.isWaiting ? 1 : 0}, change);
   }
   void countTo(std::int64_t change) { count_.execute(change); }
-  void moveTo(std::int64_t account, const std::string& position) {
-    move_.execute(account, position);
+  void moveTo(std::int64_t account, const std::string& position,
+              std::optional<std::int64_t> exchanged) {
+    move_.execute(account, position, exchanged.value_or(0));
   }
 
   /// The account of `user`, made when missing. The first user takes over what was nobody's.
@@ -159,6 +164,7 @@ void CloudReplica::load() {
   account_ = present.account;
   user_ = present.user;
   position_ = present.position;
+  exchanged_ = present.exchanged;
   applied_ = present.change;
   const Entries before = std::exchange(entries_, {});
   pairs_ = std::make_shared<Pairs>();
@@ -180,9 +186,10 @@ void CloudReplica::load() {
 /// What other processes have committed, inside of a transaction.
 void CloudReplica::takeOver() {
   const auto present = file_->present();
-  if (present.change == applied_) return;
   if (present.account != account_) return load();
   position_ = present.position;
+  exchanged_ = present.exchanged;
+  if (present.change == applied_) return;
   file_->forEachChanged(account_, applied_, [this](std::string_view key, Entry entry) {
     if (const auto own = unsaved_.find(key); own != unsaved_.end()) {
       if (entry.stamp < own->second.stamp) return;
@@ -264,18 +271,16 @@ template <class Decide>
 bool CloudReplica::commitToFile(Changed& changed, Decide decide) {
   if (!file_) return false;
   try {
-    bool isChange = false;
     file_->database.write([&] {
       takeOver();
       decide(changed);
       for (const auto& [key, entry] : unsaved_) changed.emplace(key, entry);
-      isChange = !changed.empty() || isPositionUnsaved_;
-      if (!isChange) return;
+      if (isPositionUnsaved_) file_->moveTo(account_, position_, exchanged_);
+      if (changed.empty()) return;
       for (const auto& [key, entry] : changed) file_->put(account_, key, entry, applied_ + 1);
-      if (isPositionUnsaved_) file_->moveTo(account_, position_);
       file_->countTo(applied_ + 1);
     });
-    if (isChange) ++applied_;
+    if (!changed.empty()) ++applied_;
     return true;
   } catch (const DatabaseError& error) {
     report(error.what());
@@ -305,6 +310,7 @@ bool CloudReplica::use(const std::string& user) {
     entries_.clear();
     unsaved_.clear();
     position_.clear();
+    exchanged_.reset();
     pairs_ = std::make_shared<Pairs>();
     waiting_ = 0;
     bytes_ = 0;
@@ -370,8 +376,9 @@ bool CloudReplica::isWithin(const Changed& changed, const Limits& limits) const 
 
 void CloudReplica::merge(const CloudTransport::News& news) {
   commit(Origin::elsewhere, [&](Changed& changed) {
-    isPositionUnsaved_ = isPositionUnsaved_ || news.position != position_;
     position_ = news.position;
+    exchanged_ = microsecondsOf(Date::now());
+    isPositionUnsaved_ = true;
     std::set<std::string_view> arrived;
     for (const CloudEntry& entry : news.entries) {
       arrived.insert(entry.key);

@@ -57,6 +57,8 @@ class CloudReplica {
   const UUID& identity() const { return identity_; }
   const std::string& user() const { return user_; }
   const std::string& position() const { return position_; }
+  /// When the hub was last heard, microseconds since 1970.
+  std::optional<std::int64_t> exchanged() const { return exchanged_; }
   /// How many pairs and removals the hub does not have yet.
   std::size_t waitingCount() const { return waiting_; }
 
@@ -116,6 +118,7 @@ class CloudReplica {
   UUID identity_;
   std::string user_;
   std::string position_;
+  std::optional<std::int64_t> exchanged_;
   std::int64_t account_ = 0;
   std::int64_t applied_ = 0;  // the last change of the file that is in memory
   Entries entries_;
