@@ -178,10 +178,9 @@ void UbiquitousController::bringIntoStep(const std::string& key) {
   if (key == changeDateKey_) return;
   bringOut(key);
   const auto pairs = remoteDefaults_->dictionaryRepresentation();
-  const auto cloudDate = internal::dateIn(*pairs, dateKey(key));
-  if (cloudDate && cloudDate != localDate(dateKey(key))) {
-    syncFromCloud(key, *pairs, Import::ifNewest);
-  }
+  if (!remoteChangeIsNewerThanLocalWrite(key, *pairs)) return;
+  // A key that is not enrolled has no date here that could tell of newer writes.
+  syncFromCloud(key, *pairs, isObserved(key) ? Import::ifNewest : Import::forced);
 }
 
 void UbiquitousController::bringOut(const std::string& key) {

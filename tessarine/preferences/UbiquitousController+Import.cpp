@@ -18,6 +18,12 @@ std::optional<PreferenceObject> valueIn(const PreferenceObject::Dictionary& pair
   return found != pairs.end() ? std::optional(found->second) : std::nullopt;
 }
 
+bool isSame(const std::optional<PreferenceObject>& left,
+            const std::optional<PreferenceObject>& right) {
+  if (!left || !right) return left.has_value() == right.has_value();
+  return left->isIdenticalTo(*right);
+}
+
 /// Runs `body` on the main queue, where its writes of `key` are told from those of the host.
 template <class Body>
 void applyCloudImportOnMain(std::string key, Body body) {
@@ -91,8 +97,11 @@ bool UbiquitousController::remoteChangeIsNewerThanLocalWrite(const std::string& 
                                                              const Pairs& pairs) const {
   const auto local = localDate(dateKey(key));
   const auto cloud = dateIn(pairs, dateKey(key));
-  // What a store that keeps the later write holds is newer than anything that was sent to it.
-  if (remoteDefaults_->keepsLatest()) return cloud && cloud != local;
+  if (remoteDefaults_->keepsLatest()) {
+    // Such a store holds nothing older than what was sent to it, so what differs is newer. The
+    // value may differ alone, as keys that are not enrolled are exported without a date.
+    return cloud && (cloud != local || !isSame(valueIn(pairs, key), localDefaults_->object(key)));
+  }
   if (!local) return true;
   return cloud && *cloud > *local;
 }
@@ -129,7 +138,9 @@ void UbiquitousController::importChanges(const std::vector<std::string>& changed
   const auto log = logger();
   const std::vector<std::string> observed = observedKeys_;
   for (const auto& key : observed) {
-    if (!changed.contains(key)) continue;
+    const bool isNamed = changed.contains(key);
+    // Its date may have come behind an equal value.
+    if (!isNamed && !(keepsLatest && changed.contains(dateKey(key)))) continue;
     if (keepsLatest && mayExchange() && isWrittenSinceDated(key)) {
       bringIntoStep(key);
     } else if (remoteChangeIsNewerThanLocalWrite(key, *pairs)) {
@@ -195,8 +206,10 @@ bool UbiquitousController::store(const std::string& key, const Value& value,
     return true;
   }
   if (isWrittenSinceDated(key)) return false;
-  const auto present = dateIn(*remoteDefaults_->dictionaryRepresentation(), dateKey(key));
-  if (present != remoteDate) return false;
+  const auto present = remoteDefaults_->dictionaryRepresentation();
+  if (dateIn(*present, dateKey(key)) != remoteDate || !isSame(valueIn(*present, key), value)) {
+    return false;
+  }
   return localDefaults_->setAll(changes, key, lastWritten);
 }
 

@@ -57,7 +57,8 @@ class TESSARINE_EXPORT CloudTransport {
     std::int64_t forgottenUntil = 0;
   };
 
-  /// What has come to the hub behind `position`, for `replica`; an empty one is the start.
+  /// What has come to the hub behind `position`, for `replica` and from whomever, itself included;
+  /// an empty position is the start.
   virtual News pull(const UUID& replica, const std::string& position) = 0;
 
   /// Brings all of the entries to the hub in one step. It takes each that is later than what it

@@ -292,6 +292,12 @@ bool NSUbiquitousKeyValueStore::State::receive(CloudTransport& from, Exchange& r
   result.received = news.entries.size();
   const MutexLock lock(mutex);
   hear(news.now);
+  if (const std::size_t count = replica.bringDown(news.now + largestDrift); count > 0) {
+    std::fprintf(stderr,
+                 "tessarine: %zu cloud entries were dated more than %.0f s ahead of the hub and are"
+                 " brought down to that\n",
+                 count, static_cast<double>(largestDrift) * 1e-6);
+  }
   replica.merge(news);
   isUnsettled = true;
   return position.empty();
@@ -305,14 +311,7 @@ void NSUbiquitousKeyValueStore::State::send(CloudTransport& to, Exchange& result
     if (transport.get() != &to || replica.waitingCount() == 0) return;
     result.delay = delay(to);
     if (result.delay > 0) return;
-    std::size_t clamped = 0;
-    entries = replica.waiting(now() + largestDrift, clamped);
-    if (clamped > 0) {
-      std::fprintf(stderr,
-                   "tessarine: %zu cloud entries were dated more than %.0f s ahead of the hub and"
-                   " are brought down to that\n",
-                   clamped, static_cast<double>(largestDrift) * 1e-6);
-    }
+    entries = replica.waiting();
   }
   if (budget) budget->spend(secondsNow());  // also for what fails: it may have arrived
   to.push(entries);

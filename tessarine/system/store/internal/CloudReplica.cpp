@@ -25,7 +25,7 @@ constexpr SQLite::Schema schema{
         " change INTEGER NOT NULL);"
         "INSERT INTO present VALUES(randomblob(16), 1, 0);"
         "CREATE TABLE entries(account INTEGER, key BLOB, value BLOB, time INTEGER NOT NULL,"
-        " counter INTEGER NOT NULL, replica BLOB NOT NULL, waiting INTEGER NOT NULL,"
+        " counter INTEGER NOT NULL, replica BLOB NOT NULL, standing INTEGER NOT NULL,"
         " change INTEGER NOT NULL, PRIMARY KEY(account, key)) WITHOUT ROWID;"
         "CREATE INDEX entriesByChange ON entries(account, change)"};
 
@@ -39,12 +39,12 @@ class CloudReplica::File {
         present_(
             database.prepare("SELECT replica, present.account, change, user, position, exchanged"
                              " FROM present JOIN accounts USING(account)")),
-        changed_(database.prepare("SELECT key, value, time, counter, replica, waiting FROM entries"
+        changed_(database.prepare("SELECT key, value, time, counter, replica, standing FROM entries"
                                   " WHERE account = ?1 AND change > ?2")),
         put_(database.prepare("INSERT INTO entries VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)"
                               " ON CONFLICT(account, key) DO UPDATE SET value = excluded.value,"
                               " time = excluded.time, counter = excluded.counter,"
-                              " replica = excluded.replica, waiting = excluded.waiting,"
+                              " replica = excluded.replica, standing = excluded.standing,"
                               " change = excluded.change")),
         count_(database.prepare("UPDATE present SET change = ?1")),
         move_(database.prepare("UPDATE accounts SET position = ?2, exchanged = ?3"
@@ -73,14 +73,14 @@ class CloudReplica::File {
   void forEachChanged(std::int64_t account, std::int64_t since, Visit visit) {
     changed_.run(account, since);
     while (changed_.next()) {
-      visit(changed_.text(0),
-            Entry{stampOf(changed_, 2), ownedText(changed_, 1), changed_.integer(5) != 0});
+      visit(changed_.text(0), Entry{stampOf(changed_, 2), ownedText(changed_, 1),
+                                    static_cast<Standing>(changed_.integer(5))});
     }
   }
 
   void put(std::int64_t account, std::string_view key, const Entry& entry, std::int64_t change) {
     put_.execute(account, key, entry.value, entry.stamp.time, std::int64_t{entry.stamp.counter},
-                 bytesOf(entry.stamp.replica), std::int64_t{entry.isWaiting ? 1 : 0}, change);
+                 bytesOf(entry.stamp.replica), static_cast<std::int64_t>(entry.standing), change);
   }
   void countTo(std::int64_t change) { count_.execute(change); }
   void moveTo(std::int64_t account, const std::string& position,
@@ -106,7 +106,7 @@ class CloudReplica::File {
   }
 
   void forgetRemovals(std::int64_t before) {
-    database.prepare("DELETE FROM entries WHERE value IS NULL AND waiting = 0 AND time < ?1")
+    database.prepare("DELETE FROM entries WHERE value IS NULL AND standing = 0 AND time < ?1")
         .execute(before);
   }
 
@@ -222,8 +222,8 @@ void CloudReplica::apply(std::string_view key, Entry entry, Origin origin) {
   auto found = entries_.find(key);
   if (found == entries_.end()) found = entries_.emplace(key, Entry{}).first;
   Entry& held = found->second;
-  if (held.isWaiting) --waiting_;
-  if (entry.isWaiting) ++waiting_;
+  if (held.standing == Standing::waiting) --waiting_;
+  if (entry.standing == Standing::waiting) ++waiting_;
   if (held.value) bytes_ -= key.size() + held.value->size();
   if (entry.value) bytes_ += key.size() + entry.value->size();
   if (held.value != entry.value) {
@@ -345,7 +345,7 @@ bool CloudReplica::write(std::span<const PreferenceChange> changes, std::int64_t
     for (auto& [key, bytes] : encoded) {
       const auto found = entries_.find(*key);
       if (found != entries_.end() && !(found->second.stamp < stamp)) continue;
-      changed.insert_or_assign(*key, Entry{stamp, bytes, true});
+      changed.insert_or_assign(*key, Entry{stamp, bytes, Standing::waiting});
     }
     isAccepted = isWithin(changed, limits);
     if (!isAccepted) changed.clear();
@@ -374,58 +374,78 @@ bool CloudReplica::isWithin(const Changed& changed, const Limits& limits) const 
 
 // ---- exchange ----
 
+std::size_t CloudReplica::bringDown(std::int64_t latest) {
+  std::set<CloudStamp> beyond;
+  for (const auto& [key, entry] : entries_) {
+    if (entry.standing == Standing::waiting && entry.stamp.time > latest)
+      beyond.insert(entry.stamp);
+  }
+  if (beyond.empty()) return 0;
+  std::size_t count = 0;
+  commit(Origin::here, [&](Changed& changed) {
+    for (const auto& [key, entry] : entries_) {
+      const auto place = beyond.find(entry.stamp);
+      if (entry.standing != Standing::waiting || place == beyond.end()) continue;
+      const auto rank = static_cast<std::uint32_t>(std::distance(beyond.begin(), place));
+      const CloudStamp stamp{latest, rank, entry.stamp.replica};
+      changed.insert_or_assign(key, Entry{stamp, entry.value, Standing::waiting});
+    }
+    count = changed.size();
+  });
+  return count;
+}
+
 void CloudReplica::merge(const CloudTransport::News& news) {
   commit(Origin::elsewhere, [&](Changed& changed) {
     position_ = news.position;
     exchanged_ = microsecondsOf(Date::now());
     isPositionUnsaved_ = true;
-    std::set<std::string_view> arrived;
-    for (const CloudEntry& entry : news.entries) {
-      arrived.insert(entry.key);
-      const auto found = entries_.find(entry.key);
-      const Entry* const held = found != entries_.end() ? &found->second : nullptr;
-      if (held == nullptr || held->stamp < entry.stamp) {
-        changed.insert_or_assign(entry.key, Entry{entry.stamp, entry.value, false});
-      } else if (held->isWaiting == (held->stamp == entry.stamp)) {
-        // Either it came from here and is there, or the hub has an older one than it once had.
-        changed.insert_or_assign(entry.key, Entry{held->stamp, held->value, !held->isWaiting});
+    for (const CloudEntry& arrived : news.entries) {
+      const auto found = entries_.find(arrived.key);
+      if (found == entries_.end() || found->second.stamp < arrived.stamp) {
+        changed.insert_or_assign(arrived.key, Entry{arrived.stamp, arrived.value});
+        continue;
+      }
+      const Entry& held = found->second;
+      const Standing standing = standingAfter(held, arrived);
+      if (standing != held.standing) {
+        changed.insert_or_assign(arrived.key, Entry{held.stamp, held.value, standing});
       }
     }
-    if (!news.isWhole) return;
-    for (const auto& [key, entry] : entries_) {
-      if (entry.isWaiting || arrived.contains(key)) continue;
-      if (entry.stamp.time > news.forgottenUntil) {
-        changed.insert_or_assign(key, Entry{entry.stamp, entry.value, true});
-      } else if (entry.value) {  // removed so long ago that the hub does not remember it
-        changed.insert_or_assign(key, Entry{entry.stamp, std::nullopt, false});
-      }
-    }
+    mergeAbsent(news, changed);
   });
 }
 
-std::vector<CloudEntry> CloudReplica::waiting(std::int64_t latest, std::size_t& clamped) {
-  clamped = 0;
-  if (waiting_ == 0) return {};
-  std::set<CloudStamp> beyond;
+/// An entry that came back is there for good. An older one shows that the hub has lost the one that
+/// is held here.
+CloudReplica::Standing CloudReplica::standingAfter(const Entry& held, const CloudEntry& arrived) {
+  return held.stamp == arrived.stamp ? Standing::there : Standing::waiting;
+}
+
+/// What did not come: what was sent has been lost, since it would be news; and of a hub that tells
+/// all it has, what should be there too, unless it was removed so long ago that the hub has
+/// forgotten.
+void CloudReplica::mergeAbsent(const CloudTransport::News& news, Changed& changed) const {
+  std::set<std::string_view> arrived;
+  for (const CloudEntry& entry : news.entries) arrived.insert(entry.key);
   for (const auto& [key, entry] : entries_) {
-    if (entry.isWaiting && entry.stamp.time > latest) beyond.insert(entry.stamp);
+    if (entry.standing == Standing::waiting || arrived.contains(key)) continue;
+    const bool isForgotten =
+        entry.standing == Standing::there && entry.stamp.time <= news.forgottenUntil;
+    if (entry.standing == Standing::sent || (news.isWhole && !isForgotten)) {
+      changed.insert_or_assign(key, Entry{entry.stamp, entry.value, Standing::waiting});
+    } else if (news.isWhole && entry.value) {
+      changed.insert_or_assign(key, Entry{entry.stamp, std::nullopt});
+    }
   }
-  if (!beyond.empty()) {
-    commit(Origin::here, [&](Changed& changed) {
-      for (const auto& [key, entry] : entries_) {
-        const auto place = beyond.find(entry.stamp);
-        if (!entry.isWaiting || place == beyond.end()) continue;
-        const auto rank = static_cast<std::uint32_t>(std::distance(beyond.begin(), place));
-        changed.insert_or_assign(
-            key, Entry{CloudStamp{latest, rank, entry.stamp.replica}, entry.value, true});
-      }
-      clamped = changed.size();
-    });
-  }
+}
+
+std::vector<CloudEntry> CloudReplica::waiting() const {
   std::vector<CloudEntry> entries;
+  if (waiting_ == 0) return entries;
   entries.reserve(waiting_);
   for (const auto& [key, entry] : entries_) {
-    if (entry.isWaiting) entries.push_back({key, entry.value, entry.stamp});
+    if (entry.standing == Standing::waiting) entries.push_back({key, entry.value, entry.stamp});
   }
   return entries;
 }
@@ -435,7 +455,7 @@ void CloudReplica::sent(std::span<const CloudEntry> entries) {
     for (const CloudEntry& entry : entries) {
       const auto found = entries_.find(entry.key);
       if (found == entries_.end() || found->second.stamp != entry.stamp) continue;
-      changed.insert_or_assign(entry.key, Entry{entry.stamp, found->second.value, false});
+      changed.insert_or_assign(entry.key, Entry{entry.stamp, found->second.value, Standing::sent});
     }
   });
 }

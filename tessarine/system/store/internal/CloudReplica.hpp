@@ -71,14 +71,18 @@ class CloudReplica {
   bool write(std::span<const PreferenceChange> changes, std::int64_t now, bool isPast,
              const Limits& limits);
 
+  /// Brings stamps of what the hub does not have yet down to `latest` where they are beyond it, in
+  /// their order. How many. To be done before a merge, so that they are compared as they go out.
+  std::size_t bringDown(std::int64_t latest);
+
   /// Takes what came from the hub, key by key the later one. What the hub should have and has not
   /// waits to be sent again.
   void merge(const CloudTransport::News& news);
 
-  /// What the hub does not have yet. Stamps beyond `latest` are brought down to it, in their order;
-  /// `clamped` tells how many.
-  std::vector<CloudEntry> waiting(std::int64_t latest, std::size_t& clamped);
-  /// Notes that the hub has these, as far as they have not been replaced meanwhile.
+  /// What the hub does not have yet.
+  std::vector<CloudEntry> waiting() const;
+  /// Notes that the hub was sent these, as far as they have not been replaced meanwhile. The next
+  /// merge has to bring them back, or they wait again.
   void sent(std::span<const CloudEntry> entries);
 
   /// Tries again to bring into the file what it refused. False when it still does.
@@ -89,10 +93,13 @@ class CloudReplica {
   static void checkpoint(const std::string& path);
 
  private:
+  /// What the hub has of an entry: it has it for good, knows nothing of it, or was sent it; that it
+  /// kept it shows when it comes back.
+  enum class Standing : std::uint8_t { there, waiting, sent };
   struct Entry {
     CloudStamp stamp;
     std::optional<std::string> value;  // in its stored form
-    bool isWaiting = false;
+    Standing standing = Standing::there;
   };
   using Entries = std::map<std::string, Entry, std::less<>>;
   using Changed = std::map<std::string, Entry, std::less<>>;
@@ -104,6 +111,8 @@ class CloudReplica {
   enum class Origin { here, elsewhere };
   void apply(std::string_view key, Entry entry, Origin origin);
   void showPair(std::string_view key, const std::optional<std::string>& value);
+  static Standing standingAfter(const Entry& held, const CloudEntry& arrived);
+  void mergeAbsent(const CloudTransport::News& news, Changed& changed) const;
   template <class Decide>
   void commit(Origin origin, Decide decide);
   template <class Decide>

@@ -12,8 +12,15 @@ namespace tessarine {
 /// A new folder that goes with its object.
 class TemporaryFolder {
  public:
-  TemporaryFolder() {
-    std::string name = std::filesystem::temp_directory_path() / "tessarine-store-XXXXXX";
+  TemporaryFolder() : TemporaryFolder(std::filesystem::temp_directory_path()) {}
+  /// One where no disk is waited for, if the system has such a place.
+  static TemporaryFolder inMemory() {
+    const std::filesystem::path memory = "/dev/shm";
+    return TemporaryFolder(
+        std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path());
+  }
+  explicit TemporaryFolder(const std::filesystem::path& parent) {
+    std::string name = parent / "tessarine-store-XXXXXX";
     if (::mkdtemp(name.data()) == nullptr) std::abort();
     path_ = name;
   }
