@@ -7,23 +7,9 @@
 #include <vector>
 
 #include "tessarine/differencing/Diffable.hpp"
-
-// Under sanitizers a part of the cases stands for all.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define TESSARINE_TEST_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define TESSARINE_TEST_SANITIZED 1
-#endif
-#endif
+#include "tests/support/thoroughness.hpp"
 
 namespace tessarine::test {
-
-#ifdef TESSARINE_TEST_SANITIZED
-constexpr int thoroughness = 1;
-#else
-constexpr int thoroughness = 20;
-#endif
 
 struct Element {
   int id = 0;

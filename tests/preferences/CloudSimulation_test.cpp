@@ -18,6 +18,7 @@
 #include "tessarine/system/dispatch/ManualClock.hpp"
 #include "tessarine/system/store/CloudTransport.hpp"
 #include "tessarine/values/ManualDate.hpp"
+#include "tests/support/thoroughness.hpp"
 #include "tests/system/store/support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -359,7 +360,7 @@ TEST(CloudSimulation, MachinesAgreeOnceAllIsWell) {
   const char* const chosen = std::getenv("TESSARINE_SEED");
   const std::uint64_t first = chosen != nullptr ? std::stoul(chosen) : 0;
   const char* const wanted = std::getenv("TESSARINE_SEEDS");
-  const std::uint64_t count = wanted != nullptr ? std::stoul(wanted) : 500;
+  const std::uint64_t count = wanted != nullptr ? std::stoul(wanted) : 100 * test::thoroughness;
   const TemporaryFolder suites;
   UserDefaults::setDirectory(suites / "");
   for (std::uint64_t seed = first; seed < first + count; ++seed) {

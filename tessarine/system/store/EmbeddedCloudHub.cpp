@@ -114,9 +114,11 @@ class EmbeddedCloudHub::Bell {
 
 class EmbeddedCloudHub::File {
  public:
-  File(const std::string& path, const std::string& user)
+  File(const std::string& path, const std::string& user, double longestWait)
       : user_(user),
-        database_(path, schema, {.isSynchronous = false, .longestWaitMilliseconds = 2'000}),
+        database_(path, schema,
+                  {.isSynchronous = false,
+                   .longestWaitMilliseconds = static_cast<int>(longestWait * 1e3)}),
         identity_(identityOf(path)),
         push_(database_.prepare("SELECT push, identity FROM pushes WHERE user = ?1"
                                 " ORDER BY push DESC LIMIT 1")),
@@ -130,7 +132,7 @@ class EmbeddedCloudHub::File {
                                " ON CONFLICT(user, key) DO UPDATE SET value = excluded.value,"
                                " time = excluded.time, counter = excluded.counter,"
                                " replica = excluded.replica, push = excluded.push")),
-        replica_(database_.prepare("SELECT seen, asked FROM replicas"
+        replica_(database_.prepare("SELECT asked FROM replicas"
                                    " WHERE user = ?1 AND replica = ?2")) {}
 
   bool isOf(const std::string& path) const { return identity_ && identity_ == identityOf(path); }
@@ -141,7 +143,8 @@ class EmbeddedCloudHub::File {
     database_.read([&] {
       const Position present = latest();
       news.position = present.text();
-      news.isWhole = !isKnown(position);
+      // To a replica that was forgotten it may never have been told what was removed.
+      news.isWhole = !isKnown(position) || !askedAt(replica);
       news_.run(user_, news.isWhole ? std::int64_t{-1} : position.push);
       while (news_.next()) {
         news.entries.push_back(
@@ -206,17 +209,22 @@ class EmbeddedCloudHub::File {
     return true;
   }
 
+  /// When a replica was noted; absent for one that is not known, or not any more.
+  std::optional<std::int64_t> askedAt(const UUID& replica) {
+    replica_.run(user_, detail::bytesOf(replica));
+    std::optional<std::int64_t> asked;
+    while (replica_.next()) asked = replica_.integer(0);
+    return asked;
+  }
+
   /// Notes how far a replica has seen, once a day or when it is new: what it delays is only the
   /// forgetting of removals. A hub that cannot be written can still be read.
   void remember(const UUID& replica, std::int64_t seen) try {
-    const auto bytes = detail::bytesOf(replica);
     const std::int64_t time = now();
-    replica_.run(user_, bytes);
-    std::optional<std::int64_t> asked;
-    while (replica_.next()) asked = replica_.integer(1);
+    const auto asked = askedAt(replica);
     if (asked && time - *asked < microsecondsADay && time >= *asked) return;
     database_.prepare("INSERT OR REPLACE INTO replicas VALUES(?1, ?2, ?3, ?4)")
-        .execute(user_, bytes, seen, time);
+        .execute(user_, detail::bytesOf(replica), seen, time);
   } catch (const DatabaseError&) {
   }
 
@@ -254,9 +262,10 @@ class EmbeddedCloudHub::File {
 
 // ---- the hub ----
 
-EmbeddedCloudHub::EmbeddedCloudHub(std::string path, std::string user)
+EmbeddedCloudHub::EmbeddedCloudHub(std::string path, std::string user, double longestWait)
     : path_(std::move(path)),
       user_(std::move(user)),
+      longestWait_(longestWait),
       bell_(std::make_unique<Bell>(path_ + ".bell")) {}
 
 EmbeddedCloudHub::~EmbeddedCloudHub() = default;
@@ -264,7 +273,7 @@ EmbeddedCloudHub::~EmbeddedCloudHub() = default;
 /// The file that lies there now: it may have been replaced by a copy.
 EmbeddedCloudHub::File& EmbeddedCloudHub::file() {
   if (file_ && !file_->isOf(path_)) file_.reset();
-  if (!file_) file_ = std::make_unique<File>(path_, user_);
+  if (!file_) file_ = std::make_unique<File>(path_, user_, longestWait_);
   return *file_;
 }
 

@@ -1,18 +1,47 @@
-#include <map>
+#include <algorithm>
+#include <any>
+#include <condition_variable>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <random>
 #include <string>
+#include <system_error>
 #include <vector>
 
+#include "tessarine/system/dispatch/ManualClock.hpp"
 #include "tessarine/system/store/EmbeddedCloudHub.hpp"
 #include "tessarine/system/store/NSUbiquitousKeyValueStore.hpp"
 #include "tessarine/system/store/NotificationCenter.hpp"
 #include "tessarine/values/ManualDate.hpp"
+#include "tests/system/store/support/ChildProcess.hpp"
 #include "tests/system/store/support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 namespace tessarine {
 namespace {
+
+/// A connection of another program.
+class Connection {
+ public:
+  explicit Connection(const std::string& path) { sqlite3_open(path.c_str(), &database_); }
+  ~Connection() { sqlite3_close(database_); }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  void execute(const char* sql) const {
+    EXPECT_EQ(sqlite3_exec(database_, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+  }
+
+ private:
+  sqlite3* database_ = nullptr;
+};
+
+void sql(const std::string& path, const char* text) { Connection(path).execute(text); }
 
 using Store = NSUbiquitousKeyValueStore;
 using Keys = std::vector<std::string>;
@@ -33,11 +62,16 @@ struct Machine {
               keys = std::any_cast<Keys>(
                   notification.userInfo.at(NSUbiquitousKeyValueStoreChangedKeysKey));
             })) {
-    if (!hub.empty()) store->signIn("ann", std::make_shared<EmbeddedCloudHub>(hub, "ann"));
+    if (!hub.empty()) signIn("ann", hub);
   }
 
   std::optional<int> value(std::string_view key) const {
     return dynamicCast<int>(store->object(key));
+  }
+
+  /// Signs in as somebody else would.
+  void signIn(const std::string& user, const std::string& hub) const {
+    store->signIn(user, std::make_shared<EmbeddedCloudHub>(hub, user));
   }
 
   std::shared_ptr<Store> store;
@@ -69,6 +103,358 @@ TEST(CloudStore, TheLaterWriteStaysWhicheverArrivesFirst) {
   EXPECT_EQ(b.reasons, std::vector<int>{0});
   EXPECT_EQ(b.store->exchange().received, 0U);
   EXPECT_EQ(a.store->exchange().sent, 0U);
+}
+
+TEST(CloudStore, WhatIsWrittenInOneStepArrivesInOneStep) {
+  const TemporaryFolder folder;
+  Machine a(folder / "a", folder / "hub");
+  Machine b(folder / "b", folder / "hub");
+  const std::vector<PreferenceChange> changes{{"x", 1}, {"y", 1}};
+  a.store->setAll(changes);
+  a.store->set(2, "y");
+  a.store->exchange();
+  b.store->exchange();
+  EXPECT_EQ(b.keys, (Keys{"x", "y"}));
+  EXPECT_EQ(b.value("y"), 2);
+  // What was written long ago takes effect only where nothing was written since.
+  a.store->setAll(std::vector<PreferenceChange>{{"y", 7}, {"z", 7}}, Date(0));
+  EXPECT_EQ(a.value("y"), 2);
+  EXPECT_EQ(a.value("z"), 7);
+}
+
+class HubOutage : public testing::Test {
+ protected:
+  void expectWaiting(const std::string& reason) {
+    SCOPED_TRACE(reason);
+    a.store->set(++value_, "k");
+    const auto result = a.store->exchange();
+    EXPECT_NE(result.error.find(reason), std::string::npos) << result.error;
+    EXPECT_NE(result.error.find(hub), std::string::npos);
+    EXPECT_EQ(a.store->status().error, result.error);
+    EXPECT_EQ(a.store->status().waiting, 1U);
+    EXPECT_EQ(a.value("k"), value_);
+  }
+  void expectArriving() {
+    EXPECT_EQ(a.store->exchange().error, "");
+    EXPECT_EQ(a.store->status().waiting, 0U);
+    EXPECT_EQ(b.store->exchange().error, "");
+    EXPECT_EQ(b.value("k"), value_);
+  }
+  static void move(const std::string& from, const std::string& to) {
+    for (const char* const part : {"", "-wal", "-shm"}) {
+      std::error_code ignored;
+      std::filesystem::rename(from + part, to + part, ignored);
+    }
+  }
+
+  TemporaryFolder folder;
+  const std::string hub = folder / "hub";
+  Machine a{folder / "a", hub};
+  Machine b{folder / "b", hub};
+
+ private:
+  int value_ = 0;
+};
+
+TEST_F(HubOutage, KeepsWhatIsWrittenAndSendsItLater) {
+  a.store->set(0, "k");
+  a.store->exchange();
+  // Damaged, and put right.
+  move(hub, folder / "away");
+  std::ofstream(hub) << std::string(5'000, 'x');
+  expectWaiting("the file is damaged");
+  std::filesystem::remove(hub);
+  move(folder / "away", hub);
+  expectArriving();
+  // Of a newer version.
+  sql(hub, "PRAGMA user_version = 2");
+  a.signIn("ann", hub);
+  b.store->signOut();
+  expectWaiting("newer version");
+  sql(hub, "PRAGMA user_version = 1");
+  b.signIn("ann", hub);
+  expectArriving();
+  // A folder that is not there.
+  std::filesystem::create_directory(folder / "sub");
+  move(hub, folder / "sub/hub");
+  std::filesystem::create_directory(hub);
+  expectWaiting("unable to open");
+  std::filesystem::remove(hub);
+  // Gone for good: a new one gets everything.
+  expectArriving();
+  EXPECT_EQ(*a.store->dictionaryRepresentation(), *b.store->dictionaryRepresentation());
+}
+
+TEST_F(HubOutage, WaitsForWhoHoldsTheHubLocked) {
+  a.store->set(0, "k");
+  a.store->exchange();
+  a.store->signIn("ann", std::make_shared<EmbeddedCloudHub>(hub, "ann", 0));
+  {
+    const Connection other(hub);
+    other.execute("BEGIN IMMEDIATE");
+    expectWaiting("locked");
+  }
+  expectArriving();
+}
+
+TEST_F(HubOutage, GivesARestoredHubBackWhatItLost) {
+  a.store->set(1, "k");
+  a.store->exchange();
+  b.store->exchange();
+  a.store->signOut();
+  b.store->signOut();
+  std::filesystem::copy_file(hub, folder / "copy");
+  a.signIn("ann", hub);
+  b.signIn("ann", hub);
+  a.store->set(2, "k");
+  a.store->set(3, "other");
+  a.store->exchange();
+  b.store->exchange();
+  a.store->signOut();
+  std::filesystem::remove(folder / "a");  // only b knows it now
+  move(hub, folder / "away");
+  std::filesystem::rename(folder / "copy", hub);
+  EXPECT_EQ(b.store->exchange().sent, 2U);
+  Machine c(folder / "c", hub);
+  c.store->exchange();
+  EXPECT_EQ(c.value("k"), 2);
+  EXPECT_EQ(c.value("other"), 3);
+}
+
+TEST(CloudStore, RefusesWhatPassesALimit) {
+  const TemporaryFolder folder;
+  Machine a(folder / "a", folder / "hub",
+            {.limits = {.bytesOfValue = 100, .keys = 3, .bytes = 200}});
+  const auto expectRefused = [&](const std::vector<PreferenceChange>& changes) {
+    const auto before = *a.store->dictionaryRepresentation();
+    a.reasons.clear();
+    a.store->setAll(changes);
+    EXPECT_EQ(a.reasons, std::vector<int>{2});
+    EXPECT_EQ(a.keys.size(), changes.size());
+    EXPECT_EQ(*a.store->dictionaryRepresentation(), before);
+  };
+  expectRefused({{"long", std::string(101, 'x')}});
+  a.store->set(std::string(90, 'x'), "1");
+  a.store->set(std::string(90, 'x'), "2");
+  expectRefused({{"3", std::string(30, 'x')}});
+  a.store->set(1, "2");
+  a.store->set(1, "3");
+  expectRefused({{"4", 1}});
+  expectRefused({{"1", std::nullopt}, {"4", 1}, {"5", 1}});
+  a.reasons.clear();
+  a.store->set(2, "3");
+  a.store->setAll(std::vector<PreferenceChange>{{"1", std::nullopt}, {"4", 1}});
+  a.store->removeObject("2");
+  EXPECT_TRUE(a.reasons.empty());
+  EXPECT_EQ(a.store->exchange().sent, 4U);
+}
+
+TEST(CloudStore, KeepsToItsBudgetAndSendsTheLastValue) {
+  const TemporaryFolder folder;
+  ManualClock clock;
+  Machine a(folder / "a", folder / "hub",
+            {.budget = Store::Budget{.writesPerMinute = 20, .writesPerHour = 100}});
+  Machine b(folder / "b", folder / "hub");
+  std::vector<double> sent;
+  double time = 0;
+  int value = 0;
+  const auto pass = [&](double seconds, bool isDragged) {
+    for (const double end = time + seconds; time < end; time += 0.25) {
+      clock.advance(0.25);
+      if (isDragged) a.store->set(++value, "slider");
+      if (a.store->exchange().sent > 0) sent.push_back(time);
+    }
+  };
+  pass(1'800, true);
+  pass(120, false);
+  const auto mostIn = [&](double span) {
+    std::size_t most = 0;
+    for (auto first = sent.begin(); first != sent.end(); ++first) {
+      const auto end = std::lower_bound(first, sent.end(), *first + span);
+      most = std::max(most, static_cast<std::size_t>(end - first));
+    }
+    return most;
+  };
+  EXPECT_LE(mostIn(60), 20U);
+  EXPECT_GE(mostIn(60), 15U);
+  EXPECT_LE(sent.size(), 100U);
+  EXPECT_GE(sent.size(), 55U) << "half an hour";
+  b.store->exchange();
+  EXPECT_EQ(b.value("slider"), value);
+}
+
+TEST(CloudStore, KeepsEachUsersPairsApart) {
+  const TemporaryFolder folder;
+  Machine a(folder / "a", "");
+  EXPECT_FALSE(a.store->synchronize());
+  a.store->set(1, "k");
+  EXPECT_EQ(a.store->exchange().error, "nobody is signed in");
+  a.signIn("ann", folder / "hub");
+  EXPECT_TRUE(a.reasons.empty()) << "what was nobody's is the first user's";
+  EXPECT_TRUE(a.store->synchronize());
+  a.store->signOut();
+  a.store->set(2, "k");  // still hers
+  a.signIn("bob", folder / "hub");
+  EXPECT_EQ(a.reasons, std::vector<int>{3});
+  EXPECT_EQ(a.keys, Keys{"k"});
+  EXPECT_EQ(a.value("k"), std::nullopt);
+  a.store->set(3, "k");
+  EXPECT_EQ(a.store->exchange().sent, 1U);
+  a.signIn("ann", folder / "hub");
+  EXPECT_EQ(a.value("k"), 2);
+  EXPECT_EQ(a.store->exchange().sent, 1U);
+  Machine b(folder / "b", folder / "hub");
+  b.store->exchange();
+  EXPECT_EQ(b.value("k"), 2);
+}
+
+TEST(CloudStore, SharesAReplicaBetweenProcesses) {
+  const TemporaryFolder folder;
+  Machine one(folder / "a", folder / "hub");
+  Machine two(folder / "a", folder / "hub");
+  Machine other(folder / "b", folder / "hub");
+  one.store->set(1, "k");
+  EXPECT_EQ(two.value("k"), 1);
+  EXPECT_EQ(two.store->exchange().sent, 1U);
+  EXPECT_EQ(one.store->exchange().sent, 0U);
+  other.store->exchange();
+  other.store->set(2, "k");
+  other.store->exchange();
+  two.store->exchange();
+  EXPECT_EQ(one.value("k"), 2);
+  one.store->exchange();
+  EXPECT_EQ(one.keys, Keys{"k"}) << "it tells of what the other one received";
+}
+
+TEST(CloudStore, SetsADamagedReplicaAsideAndWorksWithoutAFile) {
+  const TemporaryFolder folder;
+  std::ofstream(folder / "a") << std::string(5'000, 'x');
+  Machine a(folder / "a", folder / "hub");
+  a.store->set(1, "k");
+  EXPECT_EQ(folder.names("a.damaged-").size(), 1U);
+  a.store->exchange();
+  // A folder in the file's place: what is written is in memory.
+  std::filesystem::create_directory(folder / "c");
+  Machine c(folder / "c", folder / "hub");
+  c.store->set(2, "l");
+  EXPECT_EQ(c.value("l"), 2);
+  EXPECT_EQ(c.store->exchange().sent, 1U);
+  EXPECT_EQ(c.value("k"), 1);
+}
+
+/// What a newer version may store is passed on untouched, and not shown.
+TEST(CloudStore, PassesOnWhatItCannotRead) {
+  const TemporaryFolder folder;
+  EmbeddedCloudHub hub(folder / "hub", "ann");
+  const UUID foreign = UUID::random();
+  hub.push(std::vector<CloudEntry>{{"k", std::string("\xff???"), {1, 0, foreign}}});
+  Machine a(folder / "a", folder / "hub");
+  a.store->exchange();
+  EXPECT_EQ(a.store->object("k"), std::nullopt);
+  std::filesystem::rename(folder / "hub", folder / "away");
+  EXPECT_EQ(a.store->exchange().sent, 1U) << "the new hub gets it too";
+  EmbeddedCloudHub next(folder / "hub", "ann");
+  const auto news = next.pull(foreign, "");
+  ASSERT_EQ(news.entries.size(), 1U);
+  EXPECT_EQ(news.entries.front().value, "\xff???");
+  EXPECT_EQ(news.entries.front().stamp, (CloudStamp{1, 0, foreign}));
+}
+
+TEST(CloudStore, ForgetsRemovalsOnlyWhenNobodyNeedsThem) {
+  const TemporaryFolder folder;
+  ManualDate clock(Date(800'000'000));
+  constexpr double day = 86'400;
+  Machine a(folder / "a", folder / "hub");
+  Machine away(folder / "b", folder / "hub");
+  const auto rows = [&] {
+    EmbeddedCloudHub hub(folder / "hub", "ann");
+    return hub.pull(UUID(), "").entries.size();
+  };
+  const auto work = [&] {  // enough pushes that the hub tidies up
+    for (int i = 0; i < 70; ++i) {
+      a.store->set(i, "counter");
+      a.store->exchange();
+    }
+  };
+  a.store->set(1, "k");
+  a.store->exchange();
+  away.store->exchange();
+  a.store->removeObject("k");
+  a.store->exchange();
+  clock.advance(2 * day);
+  a.store->exchange();
+  work();
+  EXPECT_EQ(rows(), 2U) << "one machine has not seen it yet";
+  clock.advance(200 * day);
+  work();
+  EXPECT_EQ(rows(), 1U);
+  // Who comes back after that takes what the hub says, and sends no old value again.
+  away.store->set(5, "own");
+  const auto back = away.store->exchange();
+  EXPECT_EQ(away.value("k"), std::nullopt);
+  EXPECT_EQ(back.sent, 1U);
+}
+
+/// The stores' own threads: no exchange is asked for here.
+TEST(CloudStore, ExchangesByItself) {
+  const TemporaryFolder folder;
+  const auto open = [&](const std::string& name) {
+    auto store = Store::open(folder / name);
+    store->signIn("ann", std::make_shared<EmbeddedCloudHub>(folder / "hub", "ann"));
+    return store;
+  };
+  const auto a = open("a");
+  const auto b = open("b");
+  std::mutex mutex;
+  std::condition_variable arrived;
+  int last = 0;
+  const auto token = NotificationCenter::defaultCenter().addObserver(
+      NSUbiquitousKeyValueStoreDidChangeExternallyNotification, b.get(),
+      [&](const Notification& /*news*/) {
+        const std::scoped_lock lock(mutex);
+        last = dynamicCast<int>(b->object("k")).value_or(0);
+        arrived.notify_all();
+      });
+  for (int value = 1; value <= 20; ++value) {
+    a->set(value, "k");
+    std::unique_lock lock(mutex);
+    arrived.wait(lock, [&] { return last == value; });
+  }
+  a->signOut();
+  b->signOut();
+}
+
+TEST(CloudStore, AcceptedWritesSurviveTheDeathOfTheProcess) {
+  const TemporaryFolder folder;
+  std::mt19937_64 random(7);
+  std::uint64_t acknowledged = 0;
+  for (int round = 0; round < 10; ++round) {
+    ChildProcess writer([&, first = acknowledged + 1](const Channel& parent) {
+      const auto store = Store::open(folder / "a", {.exchangesByItself = false});
+      store->signIn("ann", std::make_shared<EmbeddedCloudHub>(folder / "hub", "ann"));
+      for (std::uint64_t number = first;; ++number) {
+        store->setAll(std::vector<PreferenceChange>{{"x", number}, {"y", number}});
+        parent.send(number);
+        if (number % 8 == 0) store->exchange();
+      }
+      return true;
+    });
+    const std::uint64_t reads = 1 + random() % 40;
+    for (std::uint64_t i = 0; i < reads; ++i) acknowledged = writer.receive().value();
+    writer.kill();
+    while (const auto rest = writer.receive()) acknowledged = *rest;
+
+    Machine a(folder / "a", folder / "hub");
+    const auto x = dynamicCast<std::uint64_t>(a.store->object("x"));
+    EXPECT_GE(x, acknowledged);
+    EXPECT_LE(x, acknowledged + 1);
+    EXPECT_EQ(a.store->object("x"), a.store->object("y"));
+    a.store->exchange();
+    Machine b(folder / std::to_string(round), folder / "hub");
+    b.store->exchange();
+    EXPECT_EQ(b.store->object("x"), PreferenceObject(*x));
+    acknowledged = *x;
+  }
 }
 
 }  // namespace
