@@ -247,6 +247,9 @@ TEST_F(AccessorsTest, EnumsReadNumbersAndTextsOfCases) {
       const auto level = enumeration<UserDefaultUIntEnum, Level>(
           {.defaultValue = Level::other, .cacheValues = caches});
       EXPECT_EQ(level.wrappedValue(), row.level);
+      const auto neverCold = enumeration<UserDefaultUIntEnum, Size>(
+          {.defaultValue = Size::other, .cacheValues = caches});
+      EXPECT_EQ(neverCold.wrappedValue(), row.size == Size::cold ? Size::other : row.size);
     }
     EXPECT_EQ(store->object("key"), row.stored) << "it stays until the next write";
   }
