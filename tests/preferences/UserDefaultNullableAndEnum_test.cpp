@@ -124,26 +124,24 @@ TEST_F(AccessorsTest, NullableIsItsModelUnderRandomUse) {
   const auto seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
+  const std::array<std::optional<int>, 3> values{std::nullopt, 1, 2};
+  std::optional<int> mirrored;
   for (const std::optional<int> fallback : {std::optional<int>(), std::optional(-1)}) {
     auto plain = nullable<int>({.defaultValue = fallback});
     auto cached = nullable<int>({.defaultValue = fallback, .cacheValues = true});
-    std::optional<int> stored;
-    std::optional<int> mirrored;
-    store->removeObject("key");
-    mirror->removeObject("key");
     for (int i = 0; i < 2000; ++i) {
-      const int value = static_cast<int>(random() % 3);
-      const std::optional<int> next = value == 0 ? std::nullopt : std::optional(value);
-      const auto what = random() % 4;
-      if (what == 0)
-        store->set(next ? std::optional<PreferenceObject>(*next) : std::nullopt, "key");
-      if (what == 1) plain.setWrappedValue(next);
-      if (what == 2) cached.setWrappedValue(next);
-      if (what != 3) stored = next;
-      if (what == 1 || what == 2) mirrored = next;
-      ASSERT_EQ(plain.wrappedValue(), stored ? stored : fallback) << i;
-      ASSERT_EQ(cached.wrappedValue(), stored ? stored : fallback) << i;
-      ASSERT_EQ(store->object("key").has_value(), stored.has_value()) << i;
+      const auto next = values.at(random() % values.size());
+      const auto who = random() % 3;
+      if (who == 0) {
+        store->removeObject("key");
+        if (next) store->set(*next, "key");
+      } else {
+        (who == 1 ? plain : cached).setWrappedValue(next);
+        mirrored = next;
+      }
+      ASSERT_EQ(plain.wrappedValue(), next ? next : fallback) << i;
+      ASSERT_EQ(cached.wrappedValue(), next ? next : fallback) << i;
+      ASSERT_EQ(dynamicCast<int>(store->object("key")), next) << i;
       ASSERT_EQ(dynamicCast<int>(mirror->object("key")), mirrored) << i;
     }
   }
@@ -369,25 +367,26 @@ TEST_F(AccessorsDeathTest, PublishTheirOwnChanges) {
 }
 
 TEST_F(AccessorsTest, ManyThreadsEndWithCacheAndStoreInStep) {
+  counter.reset();
   auto number = nullable<int>({.defaultValue = -1, .cacheValues = true});
   auto any = size({.defaultValue = Size::other, .cacheValues = true});
-  std::vector<std::thread> threads;
-  threads.reserve(4);
-  counter.reset();
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&, t, mine = number, myAny = any]() mutable {
+  const auto repeat = [&](auto write) {
+    return std::thread([=]() mutable {
       for (int i = 0; i < 1000; ++i) {
-        if (t == 0) mine.setWrappedValue(i % 2 == 0 ? std::nullopt : std::optional(i));
-        if (t == 1) myAny.setWrappedValue(i % 2 == 0 ? Size::small : Size::large);
-        if (t == 2) store->set(i % 8, "key");
-        mine.wrappedValue();
-        myAny.wrappedValue();
+        write(i);
+        number.wrappedValue();
+        any.wrappedValue();
       }
     });
-  }
+  };
+  std::array threads{
+      repeat([=](int i) mutable { number.setWrappedValue(i); }),
+      repeat([=](int /*i*/) mutable { number.setWrappedValue(std::nullopt); }),
+      repeat([=](int i) mutable { any.setWrappedValue(static_cast<Size>(i % 3)); }),
+      repeat([this](int i) { store->set(i % 8, "key"); }),
+  };
   for (auto& thread : threads) thread.join();
-  const auto stored = dynamicCast<int>(store->object("key"));
-  EXPECT_EQ(number.wrappedValue(), stored.value_or(-1));
+  EXPECT_EQ(number.wrappedValue(), dynamicCast<int>(store->object("key")).value_or(-1));
   EXPECT_EQ(any.wrappedValue(), size({.defaultValue = Size::other}).wrappedValue());
 }
 
