@@ -51,9 +51,9 @@ struct UserDefaultNullableOptions {
 /// ```
 ///
 /// A value type: copies share store and cache. Store and mirror are found by name at each use past
-/// the cache, so one made before `UserDefaults::setDirectory` goes by it. Threads, conversion,
-/// exceptions and the cost of a cached read are those of `UserDefault`; any other use costs the
-/// look-up as well (some tens of nanoseconds).
+/// the cache, so one made before `UserDefaults::setDirectory` goes by it. Threads, conversion and
+/// exceptions are those of `UserDefault`. A cached read of a small value takes no lock (some
+/// nanoseconds); any other use costs a look-up besides (one to two hundred).
 template <class T>
 requires std::equality_comparable<T> && std::copy_constructible<T>
 class UserDefaultNullable : public detail::PreferenceAccessor<T, std::optional<T>> {
@@ -64,7 +64,7 @@ class UserDefaultNullable : public detail::PreferenceAccessor<T, std::optional<T
   /// The value. Throws `NSInternalInconsistencyException` when `storeAsHashable` is set without
   /// `readFromNullableHashable` and the value is not cached.
   std::optional<T> wrappedValue() const {
-    return this->readValue([&](auto object) { return form_.read(std::move(object)); });
+    return this->readValue([&](auto&& object) { return form_.read(std::move(object)); });
   }
 
   /// Stores `newValue` in store and mirror, or removes the key from both; also when nothing

@@ -67,7 +67,7 @@ class UserDefault : public detail::PreferenceAccessor<T, T> {
   /// The value. Throws `NSInternalInconsistencyException` when `storeAsHashable` is set without
   /// `readFromNullableHashable` and the value is not cached.
   T wrappedValue() const {
-    return this->readValue([&](auto object) { return form_.read(std::move(object)); });
+    return this->readValue([&](auto&& object) { return form_.read(std::move(object)); });
   }
 
   /// Stores `newValue` unless store and mirror hold it already; with `storeAsHashable` always.
