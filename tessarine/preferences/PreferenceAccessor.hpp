@@ -117,6 +117,8 @@ class PreferenceAccessor : public PreferenceSite {
           [[likely]] {
         auto cached = cache->state();
         if (isHit(cached)) [[likely]] {
+          // Straight on: an optional value that goes by `alternated` is taken apart and put
+          // together again, which costs six nanoseconds of twenty.
           if (!alternateValueCallback_) [[likely]]
             return orDefault(std::move(cached.value));
           return alternated(orDefault(std::move(cached.value)));
@@ -163,7 +165,7 @@ class PreferenceAccessor : public PreferenceSite {
     if constexpr (std::same_as<Value, T>) {
       return std::move(*value);
     } else {
-      return std::move(value);  // whole: taking it apart costs ten nanoseconds more
+      return std::move(value);
     }
   }
 
