@@ -11,6 +11,7 @@
 #include "tessarine/preferences/userDefaultChanged.hpp"
 #include "tessarine/system/store/UserDefaults.hpp"
 #include "tessarine/values/AnyHashable.hpp"
+#include "tessarine/values/PreferenceObject.hpp"
 
 namespace tessarine {
 
@@ -64,7 +65,8 @@ class UserDefaultNullable : public detail::PreferenceAccessor<T, std::optional<T
   /// The value. Throws `NSInternalInconsistencyException` when `storeAsHashable` is set without
   /// `readFromNullableHashable` and the value is not cached.
   std::optional<T> wrappedValue() const {
-    return this->readValue([&](auto&& object) { return form_.read(std::move(object)); });
+    return this->readValue(
+        [&](std::optional<PreferenceObject>&& object) { return form_.read(std::move(object)); });
   }
 
   /// Stores `newValue` in store and mirror, or removes the key from both; also when nothing

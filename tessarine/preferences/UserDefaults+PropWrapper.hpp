@@ -11,6 +11,7 @@
 #include "tessarine/preferences/userDefaultChanged.hpp"
 #include "tessarine/system/store/UserDefaults.hpp"
 #include "tessarine/values/AnyHashable.hpp"
+#include "tessarine/values/PreferenceObject.hpp"
 
 namespace tessarine {
 
@@ -67,7 +68,8 @@ class UserDefault : public detail::PreferenceAccessor<T, T> {
   /// The value. Throws `NSInternalInconsistencyException` when `storeAsHashable` is set without
   /// `readFromNullableHashable` and the value is not cached.
   T wrappedValue() const {
-    return this->readValue([&](auto&& object) { return form_.read(std::move(object)); });
+    return this->readValue(
+        [&](std::optional<PreferenceObject>&& object) { return form_.read(std::move(object)); });
   }
 
   /// Stores `newValue` unless store and mirror hold it already; with `storeAsHashable` always.
