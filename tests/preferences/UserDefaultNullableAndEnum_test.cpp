@@ -81,8 +81,8 @@ class AccessorsTest : public testing::Test {
   std::shared_ptr<void> counter = store->observe("key", [this](const auto&) { ++writes; });
 };
 
-// First here: the other process is forked while no domain is open.
-TEST(AccessorsByName, FollowTheFolderAndHearOfOtherProcesses) {
+// Named like a death test, which run first: the other process is forked while no domain is open.
+TEST(AccessorsByNameDeathTest, FollowTheFolderAndHearOfOtherProcesses) {
   ChildProcess child([&](const Channel& parent) {
     UserDefaults::setDirectory(folder / "");
     for (int value = 1; value <= 2; ++value) {
