@@ -30,6 +30,7 @@
 #include "pinning.hpp"
 #include "preferences_peers.hpp"
 #include "program.hpp"
+#include "tessarine/preferences/UserDefaultNullable.hpp"
 #include "tessarine/preferences/UserDefaults+PropWrapper.hpp"
 
 #include <benchmark/benchmark.h>
@@ -39,6 +40,7 @@
 namespace {
 
 using tessarine::UserDefault;
+using tessarine::UserDefaultNullable;
 using tessarine::UserDefaults;
 using Clock = std::chrono::steady_clock;
 
@@ -136,6 +138,22 @@ void readText(benchmark::State& state) {
   measure(state, [](std::size_t i) { benchmark::DoNotOptimize(all[i].wrappedValue()); });
 }
 
+/// An accessor that finds its store by name at each use past the cache.
+template <Caching caching>
+void readNullable(benchmark::State& state) {
+  static const auto all = [] {
+    accessors("nullable", Caching::off, 7);
+    std::vector<UserDefaultNullable<int>> made;
+    for (std::size_t i = 0; i < keyCount; ++i) {
+      made.emplace_back(keyOf(i),
+                        tessarine::UserDefaultNullableOptions<int>{
+                            .suiteName = "nullable", .cacheValues = caching == Caching::on});
+    }
+    return made;
+  }();
+  measure(state, [](std::size_t i) { benchmark::DoNotOptimize(all[i].wrappedValue()); });
+}
+
 std::vector<std::optional<tessarine::Date>> timesOfWrites(const char* suite) {
   std::vector<std::optional<tessarine::Date>> times;
   for (std::size_t i = 0; i < keyCount; ++i)
@@ -176,6 +194,8 @@ void writeObserved(benchmark::State& state) {
 void registerOwn() {
   addThreads("UserDefault<int>, cached", readInt<Caching::on>);
   addThreads("UserDefault<int>, uncached", readInt<Caching::off>);
+  addThreads("UserDefaultNullable<int>, cached", readNullable<Caching::on>);
+  addThreads("UserDefaultNullable<int>, uncached", readNullable<Caching::off>);
   add("read, text/UserDefault<std::string>, cached", readText<Caching::on>);
   add("read, text/UserDefault<std::string>, uncached", readText<Caching::off>);
   add("unchanged/UserDefault<int>, cached", writeUnchanged<Caching::on>);

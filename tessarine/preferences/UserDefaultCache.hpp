@@ -50,12 +50,21 @@ class TESSARINE_EXPORT UserDefaultCachePlace {
                : nullptr;
   }
 
+  /// The domain that was last found by name for this place, null before that: such a domain lives
+  /// as long as the process. By it an accessor that holds no store tells whether its cache is
+  /// current.
+  const UserDefaults* domain() const noexcept { return domain_.load(std::memory_order_acquire); }
+  void setDomain(const UserDefaults& domain) noexcept {
+    domain_.store(&domain, std::memory_order_release);
+  }
+
  private:
   friend class UserDefaultCache;
   std::shared_ptr<AnyUserDefaultValueCache> replace(std::shared_ptr<AnyUserDefaultValueCache> next);
   std::shared_ptr<AnyUserDefaultValueCache> retired(const std::type_info& type) const;
 
   std::atomic<AnyUserDefaultValueCache*> current_ = nullptr;
+  std::atomic<const UserDefaults*> domain_ = nullptr;
   std::vector<std::shared_ptr<AnyUserDefaultValueCache>> all_;  // one a type; on the access queue
 };
 

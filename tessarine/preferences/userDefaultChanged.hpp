@@ -1,6 +1,7 @@
 #pragma once
 
 #include <any>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -8,6 +9,8 @@
 #include "tessarine/preferences/UserDefaultConfiguration.hpp"
 #include "tessarine/system/store/NotificationCenter.hpp"
 #include "tessarine/system/store/UserDefaults.hpp"
+#include "tessarine/values/NSNull.hpp"
+#include "tessarine/values/NSNumber.hpp"
 
 namespace tessarine {
 
@@ -18,12 +21,18 @@ namespace tessarine {
 /// It tells of every change of a key that a caching accessor has read, when anything but an
 /// accessor made it; the change dictionary then holds the new value as a `PreferenceObject`. With
 /// `UserDefaultConfiguration::publishesOwnChanges` it also tells of writes through accessors that
-/// change the value; the dictionary then holds old and new value in the accessor's type.
+/// change the value; the dictionary then holds old and new value in the accessor's type, those of
+/// an enumeration as `NSNumber`, and an `NSNull` for one that is absent.
 inline constexpr auto userDefaultChanged = "userDefaultChanged";
 
 namespace detail {
 /// Posts on the main queue, never inside this call.
 TESSARINE_EXPORT void postUserDefaultChangedLater(const std::string& key, ChangeDictionary change);
+
+template <class T>
+std::any anyOrNull(const std::optional<T>& value) {
+  return value ? std::any(*value) : std::any(NSNull());
+}
 }  // namespace detail
 
 /// Posts `userDefaultChanged` with old and new value: at once on the main thread, else later on the
@@ -36,6 +45,25 @@ template <class T>
 void publishWrapperOwnedChange(const std::string& key, const T& oldValue, const T& newValue) {
   if (UserDefaultConfiguration::publishesOwnChanges() && !(oldValue == newValue)) {
     postWrapperOwnedChange(key, std::any(oldValue), std::any(newValue));
+  }
+}
+
+/// The same for values that may be absent: two absent ones are equal.
+template <class T>
+void publishNullableWrapperOwnedChange(const std::string& key, const std::optional<T>& oldValue,
+                                       const std::optional<T>& newValue) {
+  if (UserDefaultConfiguration::publishesOwnChanges() && !(oldValue == newValue)) {
+    postWrapperOwnedChange(key, detail::anyOrNull(oldValue), detail::anyOrNull(newValue));
+  }
+}
+
+/// The same for values that are stored as numbers: those are what is told.
+template <class T>
+void publishEnumWrapperOwnedChange(const std::string& key, T oldValue, T newValue,
+                                   const std::optional<NSNumber>& oldPersistedValue,
+                                   NSNumber newPersistedValue) {
+  if (UserDefaultConfiguration::publishesOwnChanges() && oldValue != newValue) {
+    postWrapperOwnedChange(key, detail::anyOrNull(oldPersistedValue), std::any(newPersistedValue));
   }
 }
 

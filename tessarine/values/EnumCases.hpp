@@ -37,6 +37,10 @@ inline constexpr bool hasTextCases =
     !std::same_as<std::remove_cvref_t<decltype(EnumCases<Enum>::all[0])>, Enum>;
 }  // namespace detail
 
+/// One whose raw values are integers.
+template <class Enum>
+concept EnumWithIntegerCases = EnumWithCases<Enum> && !detail::hasTextCases<Enum>;
+
 /// The raw value: the underlying integer, or the text; absent when the value is no case.
 template <EnumWithCases Enum>
 auto rawValue(Enum value) noexcept {
@@ -65,9 +69,11 @@ std::optional<Enum> enumFromRawValue(RawValueOf<Enum> raw) noexcept {
         std::find_if(all.begin(), all.end(), [&](const auto& pair) { return pair.second == raw; });
     return found == all.end() ? std::nullopt : std::optional<Enum>(found->first);
   } else {
-    const auto value = static_cast<Enum>(raw);
-    return std::find(all.begin(), all.end(), value) == all.end() ? std::nullopt
-                                                                 : std::optional<Enum>(value);
+    // Only a case is ever made: an enumeration need not be able to hold every integer.
+    const auto found = std::find_if(all.begin(), all.end(), [&](Enum value) {
+      return static_cast<std::underlying_type_t<Enum>>(value) == raw;
+    });
+    return found == all.end() ? std::nullopt : std::optional<Enum>(*found);
   }
 }
 

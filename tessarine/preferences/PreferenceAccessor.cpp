@@ -1,0 +1,31 @@
+#include "tessarine/preferences/PreferenceAccessor.hpp"
+
+#include "tessarine/values/fatal.hpp"
+
+namespace tessarine::detail {
+
+void PreferenceSite::keepStores() {
+  if (!userDefaults_) userDefaults_ = findStore();
+  if (!copyToDefaults_ && copyToCacheKey_) copyToDefaults_ = findMirror();
+}
+
+PreferenceSite::Store PreferenceSite::findStore() const {
+  auto suite = UserDefaults::suite(cacheKey_.suiteName);
+  return suite ? suite : UserDefaults::standard();
+}
+
+PreferenceSite::Store PreferenceSite::findMirror() const {
+  return UserDefaults::suite(copyToCacheKey_->suiteName);
+}
+
+void failForMissingRead() {
+  throw NSInternalInconsistencyException(
+      "readFromNullableHashable must also be set. Programmer error.");
+}
+
+void failForNoPropertyList(const std::string& key) {
+  fatal("the value for the preference \"" + key +
+        "\" is no property-list value: set storeAsHashable and readFromNullableHashable");
+}
+
+}  // namespace tessarine::detail
