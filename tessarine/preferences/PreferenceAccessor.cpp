@@ -1,5 +1,6 @@
 #include "tessarine/preferences/PreferenceAccessor.hpp"
 
+#include "tessarine/preferences/UbiquitousController.hpp"
 #include "tessarine/values/fatal.hpp"
 
 namespace tessarine::detail {
@@ -16,6 +17,14 @@ PreferenceSite::Store PreferenceSite::findStore() const {
 
 PreferenceSite::Store PreferenceSite::findMirror() const {
   return UserDefaults::suite(copyToCacheKey_->suiteName);
+}
+
+void PreferenceSite::enrol(const std::optional<std::string>& suiteName,
+                           const std::optional<std::string>& copyToSuiteName) {
+  if (!UbiquitousController::canUseICloudKeyValueStore()) return;
+  ubiquitousController_ = UbiquitousController::controller(suiteName, true);
+  if (copyToSuiteName) ubiquitousController_->mirrorCloudImports(key_, *copyToSuiteName);
+  ubiquitousController_->startObserving({key_});
 }
 
 void failForMissingRead() {

@@ -16,6 +16,10 @@
 #include "tessarine/values/AnyHashable.hpp"
 #include "tessarine/values/NSInternalInconsistencyException.hpp"
 
+namespace tessarine {
+class UbiquitousController;
+}
+
 namespace tessarine::detail {
 
 // What the typed preferences have in common. Hosts meet it only as the key and the default of an
@@ -27,6 +31,11 @@ class TESSARINE_EXPORT PreferenceSite {
   const std::string& key() const noexcept { return key_; }
   /// Whether the host asked for cloud sync of this key.
   bool iCloud() const noexcept { return iCloud_; }
+  /// The controller that the key was enrolled with; null where it stays local: where it was not
+  /// asked for, or the process may not use the cloud, or the store itself was handed in.
+  const std::shared_ptr<UbiquitousController>& ubiquitousController() const noexcept {
+    return ubiquitousController_;
+  }
 
  protected:
   using Store = std::shared_ptr<UserDefaults>;
@@ -45,6 +54,7 @@ class TESSARINE_EXPORT PreferenceSite {
       copyToCacheKey_ = UserDefaultCacheKey{*options.copyToSuiteName, key_};
     }
     if (options.cacheValues) place_ = &UserDefaultCache::shared().place(cacheKey_);
+    if (iCloud_ && !userDefaults_) enrol(options.suiteName, options.copyToSuiteName);
   }
 
   /// Finds store and mirror now and for good. Without it they are found by name at each use.
@@ -85,8 +95,11 @@ class TESSARINE_EXPORT PreferenceSite {
   UserDefaultCacheKey cacheKey_;
   std::optional<UserDefaultCacheKey> copyToCacheKey_;
   bool iCloud_;
+  std::shared_ptr<UbiquitousController> ubiquitousController_;
 
  private:
+  void enrol(const std::optional<std::string>& suiteName,
+             const std::optional<std::string>& copyToSuiteName);
   Store findStore() const;
   Store findMirror() const;
 };
