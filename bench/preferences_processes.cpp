@@ -4,7 +4,6 @@
 //                file is in the page cache
 //   latency      from a write in one process until the observer in another runs; median of 500
 
-#include <algorithm>
 #include <any>
 #include <atomic>
 #include <chrono>
@@ -17,64 +16,20 @@
 #include <vector>
 
 #include "preferences_peers.hpp"
+#include "processes.hpp"
 #include "program.hpp"
 #include "tessarine/preferences/UserDefaults+PropWrapper.hpp"
 
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
 using tessarine::UserDefaults;
-using Clock = std::chrono::steady_clock;
+using SteadyClock = std::chrono::steady_clock;
 
 constexpr int manyKeys = 100'000;
-constexpr int stampCount = 500;
 
 std::string manyKeyOf(int number) { return "setting-" + std::to_string(1'000'000'000 + number); }
-
-/// This program once more, in another role, with its output to be read.
-class Child {
- public:
-  explicit Child(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), std::filesystem::read_symlink("/proc/self/exe"));
-    std::vector<char*> pointers;
-    for (auto& argument : arguments) pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) std::abort();
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    if (::posix_spawn(&process_, pointers[0], &actions, nullptr, pointers.data(), environ) != 0)
-      std::abort();
-    ::posix_spawn_file_actions_destroy(&actions);
-    ::close(ends[1]);
-    output_ = ends[0];
-  }
-  ~Child() {
-    ::waitpid(process_, nullptr, 0);
-    ::close(output_);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
-  /// The next number of its output; false at the end.
-  bool read(std::int64_t& number) const {
-    return ::read(output_, &number, sizeof number) == sizeof number;
-  }
-
- private:
-  pid_t process_ = 0;
-  int output_ = -1;
-};
-
-void tellParent(std::int64_t number) {
-  if (::write(STDOUT_FILENO, &number, sizeof number) != sizeof number) std::abort();
-}
 
 // ---- opening a large domain ----
 
@@ -118,9 +73,9 @@ int openQt([[maybe_unused]] const std::string& key) {
 void openAndTell(const std::string& who) {
   const std::string key = manyKeyOf(manyKeys / 2);
   const auto open = who == "own" ? openOwn : who == "SQLite" ? openSqlite : openQt;
-  const Clock::time_point start = Clock::now();
+  const SteadyClock::time_point start = SteadyClock::now();
   const bool isRight = open(key) == manyKeys / 2;
-  const std::chrono::nanoseconds took = Clock::now() - start;
+  const std::chrono::nanoseconds took = SteadyClock::now() - start;
   tellParent(isRight ? took.count() : -1);
 }
 
@@ -152,25 +107,11 @@ void registerOpen() {
 
 // ---- from process to process ----
 
-std::int64_t now() { return Clock::now().time_since_epoch() / std::chrono::nanoseconds(1); }
-
-/// Writes the time of the monotonic clock, which all processes share, every 2 to 3 ms.
-template <class Write>
-void writeStamps(Write write) {
-  for (int i = 0; i < stampCount; ++i) {
-    std::this_thread::sleep_for(std::chrono::microseconds(2000 + 100 * (i % 10)));
-    write(now());
-  }
-}
-
 void writeStampsToStore() {
   UserDefaults::setDirectory(folder);
   const auto store = UserDefaults::suite("latency");
   writeStamps([&](std::int64_t stamp) { store->set(stamp, "stamp"); });
 }
-
-/// Nanoseconds from each stamp until this process has it.
-using Latencies = std::vector<std::int64_t>;
 
 Latencies latenciesOfStore() {
   Latencies latencies(stampCount);
@@ -195,24 +136,6 @@ Latencies latenciesOfPipe() {
   const Child writer({"--stamp-pipe", folder});
   for (std::int64_t stamp = 0; writer.read(stamp);) latencies.push_back(now() - stamp);
   return latencies;
-}
-
-void addLatency(const char* name, Latencies (*measureLatencies)()) {
-  benchmark::RegisterBenchmark(
-      name,
-      [=](benchmark::State& state) {
-        for (auto _ : state) {
-          Latencies latencies = measureLatencies();
-          if (latencies.size() != stampCount)
-            return state.SkipWithError("not every write was heard");
-          std::sort(latencies.begin(), latencies.end());
-          state.SetIterationTime(static_cast<double>(latencies[stampCount / 2]) * 1e-9);
-          state.counters["p99_us"] = static_cast<double>(latencies[stampCount * 99 / 100]) * 1e-3;
-        }
-      })
-      ->UseManualTime()
-      ->Iterations(1)
-      ->Unit(benchmark::kMicrosecond);
 }
 
 void registerLatency() {

@@ -71,6 +71,7 @@ class NSUbiquitousKeyValueStore::State {
   State(const std::string& anyPath, Options anyOptions)
       : path(anyPath), options(anyOptions), replica(path) {}
 
+  bool save();
   std::shared_ptr<CloudTransport> present();
   bool receive(CloudTransport& from, Exchange& result);
   void send(CloudTransport& to, Exchange& result);
@@ -131,7 +132,13 @@ std::shared_ptr<NSUbiquitousKeyValueStore> NSUbiquitousKeyValueStore::open(const
 
 /// Never destroyed: statics of hosts may outlive ours.
 std::shared_ptr<NSUbiquitousKeyValueStore> NSUbiquitousKeyValueStore::defaultStore() {
-  static auto& store = *new std::shared_ptr(open(UserDefaults::directory() + "/cloud.replica"));
+  static const pid_t process = ::getpid();
+  static auto& store = []() -> std::shared_ptr<NSUbiquitousKeyValueStore>& {
+    std::atexit([] {
+      if (::getpid() == process) defaultStore()->state_->save();
+    });
+    return *new std::shared_ptr(open(UserDefaults::directory() + "/cloud.replica"));
+  }();
   return store;
 }
 
@@ -270,6 +277,12 @@ NSUbiquitousKeyValueStore::Exchange NSUbiquitousKeyValueStore::exchange() {
   return result;
 }
 
+/// Brings what is only in memory into the file. False when the file refuses.
+bool NSUbiquitousKeyValueStore::State::save() {
+  const MutexLock lock(mutex);
+  return replica.saveUnsaved();
+}
+
 std::shared_ptr<CloudTransport> NSUbiquitousKeyValueStore::State::present() {
   const MutexLock lock(mutex);
   return transport;
@@ -380,10 +393,7 @@ class NSUbiquitousKeyValueStore::Worker {
 
   void settle(State& state) {
     settleAt_ = never;
-    {
-      const MutexLock lock(state.mutex);
-      state.isUnsettled = !state.replica.saveUnsaved();
-    }
+    state.isUnsettled = !state.save();
     CloudReplica::checkpoint(state.path);
   }
 

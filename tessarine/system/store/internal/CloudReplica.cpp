@@ -161,6 +161,10 @@ void CloudReplica::report(const std::string& reason) {
 void CloudReplica::load() {
   const auto present = file_->present();
   identity_ = present.replica;
+  if (account_ != 0 && account_ != present.account) {  // another process changed users
+    unsaved_.clear();
+    isPositionUnsaved_ = false;
+  }
   account_ = present.account;
   user_ = present.user;
   position_ = present.position;
@@ -187,8 +191,10 @@ void CloudReplica::load() {
 void CloudReplica::takeOver() {
   const auto present = file_->present();
   if (present.account != account_) return load();
-  position_ = present.position;
-  exchanged_ = present.exchanged;
+  if (!isPositionUnsaved_) {
+    position_ = present.position;
+    exchanged_ = present.exchanged;
+  }
   if (present.change == applied_) return;
   file_->forEachChanged(account_, applied_, [this](std::string_view key, Entry entry) {
     if (const auto own = unsaved_.find(key); own != unsaved_.end()) {
@@ -293,6 +299,7 @@ bool CloudReplica::commitToFile(Changed& changed, Decide decide) {
 bool CloudReplica::use(const std::string& user) {
   if (user == user_) return true;
   if (file_) {
+    if (!saveUnsaved()) return false;  // it is the former user's
     try {
       file_->database.write([&] {
         takeOver();
@@ -396,24 +403,52 @@ std::size_t CloudReplica::bringDown(std::int64_t latest) {
 }
 
 void CloudReplica::merge(const CloudTransport::News& news) {
-  commit(Origin::elsewhere, [&](Changed& changed) {
+  const auto move = [&] {
     position_ = news.position;
     exchanged_ = microsecondsOf(Date::now());
     isPositionUnsaved_ = true;
-    for (const CloudEntry& arrived : news.entries) {
-      const auto found = entries_.find(arrived.key);
-      if (found == entries_.end() || found->second.stamp < arrived.stamp) {
-        changed.insert_or_assign(arrived.key, Entry{arrived.stamp, arrived.value});
-        continue;
-      }
-      const Entry& held = found->second;
-      const Standing standing = standingAfter(held, arrived);
-      if (standing != held.standing) {
-        changed.insert_or_assign(arrived.key, Entry{held.stamp, held.value, standing});
-      }
-    }
-    mergeAbsent(news, changed);
+  };
+  Changed noted = mergedOf(news);
+  const bool isNoted = std::all_of(noted.begin(), noted.end(), [this](const auto& change) {
+    const auto held = entries_.find(change.first);
+    return held != entries_.end() && held->second.stamp == change.second.stamp &&
+           change.second.standing == Standing::there;
   });
+  if (isNoted) {
+    move();
+    return defer(std::move(noted));
+  }
+  commit(Origin::elsewhere, [&](Changed& changed) {
+    move();
+    changed = mergedOf(news);
+  });
+}
+
+/// What the news changes in the present state.
+CloudReplica::Changed CloudReplica::mergedOf(const CloudTransport::News& news) const {
+  Changed changed;
+  for (const CloudEntry& arrived : news.entries) {
+    const auto found = entries_.find(arrived.key);
+    if (found == entries_.end() || found->second.stamp < arrived.stamp) {
+      changed.insert_or_assign(arrived.key, Entry{arrived.stamp, arrived.value});
+      continue;
+    }
+    const Entry& held = found->second;
+    const Standing standing = standingAfter(held, arrived);
+    if (standing != held.standing) {
+      changed.insert_or_assign(arrived.key, Entry{held.stamp, held.value, standing});
+    }
+  }
+  mergeAbsent(news, changed);
+  return changed;
+}
+
+/// Takes changes that the file may learn of later.
+void CloudReplica::defer(Changed changed) {
+  for (auto& [key, entry] : changed) {
+    if (!path_.empty()) unsaved_.insert_or_assign(key, entry);
+    apply(key, std::move(entry), Origin::here);
+  }
 }
 
 /// An entry that came back is there for good. An older one shows that the hub has lost the one that
@@ -451,18 +486,19 @@ std::vector<CloudEntry> CloudReplica::waiting() const {
 }
 
 void CloudReplica::sent(std::span<const CloudEntry> entries) {
-  commit(Origin::here, [&](Changed& changed) {
-    for (const CloudEntry& entry : entries) {
-      const auto found = entries_.find(entry.key);
-      if (found == entries_.end() || found->second.stamp != entry.stamp) continue;
-      changed.insert_or_assign(entry.key, Entry{entry.stamp, found->second.value, Standing::sent});
-    }
-  });
+  Changed changed;
+  for (const CloudEntry& entry : entries) {
+    const auto found = entries_.find(entry.key);
+    if (found == entries_.end() || found->second.stamp != entry.stamp) continue;
+    changed.insert_or_assign(entry.key, Entry{entry.stamp, found->second.value, Standing::sent});
+  }
+  defer(std::move(changed));
 }
 
 bool CloudReplica::saveUnsaved() {
   if (!file_) open();
-  if (file_ && !unsaved_.empty()) commit(Origin::here, [](Changed& /*unchanged*/) {});
+  if (file_ && (!unsaved_.empty() || isPositionUnsaved_))
+    commit(Origin::here, [](Changed& /*unchanged*/) {});
   return unsaved_.empty();
 }
 

@@ -22,7 +22,8 @@ namespace tessarine::detail {
 /// its processes share; and which of them the hub does not have yet. Each user that was signed in
 /// has pairs of their own; before anyone was, they are nobody's, and the first user's then.
 ///
-/// A write is in the file when the call returns, and survives the process. While the file cannot be
+/// A write is in the file when the call returns, and survives the process. What only notes that the
+/// hub has something may get there later: it would be found out again. While the file cannot be
 /// written, what was written since is in memory and goes into the file with the next change that
 /// can be. A damaged file is set aside as PATH.damaged-TIME.
 ///
@@ -112,7 +113,9 @@ class CloudReplica {
   void apply(std::string_view key, Entry entry, Origin origin);
   void showPair(std::string_view key, const std::optional<std::string>& value);
   static Standing standingAfter(const Entry& held, const CloudEntry& arrived);
+  Changed mergedOf(const CloudTransport::News& news) const;
   void mergeAbsent(const CloudTransport::News& news, Changed& changed) const;
+  void defer(Changed changed);
   template <class Decide>
   void commit(Origin origin, Decide decide);
   template <class Decide>
@@ -131,7 +134,7 @@ class CloudReplica {
   std::int64_t account_ = 0;
   std::int64_t applied_ = 0;  // the last change of the file that is in memory
   Entries entries_;
-  Changed unsaved_;  // in memory and not in the file
+  Changed unsaved_;  // in memory and not in the file, since it refused or to spare a transaction
   bool isPositionUnsaved_ = false;
   std::shared_ptr<Pairs> pairs_ = std::make_shared<Pairs>();
   Keys changedKeys_;
