@@ -3,6 +3,9 @@
 #include "tessarine/dates/Date+Fields.hpp"
 #include "tessarine/dates/Date+Moving.hpp"
 #include "tessarine/system/time/DateComponents.hpp"
+#include "tessarine/system/time/internal/DaySystem.hpp"
+#include "tessarine/system/time/internal/GregorianDay.hpp"
+#include "tessarine/system/time/internal/LocalTime.hpp"
 #include "tessarine/values/fatal.hpp"
 
 namespace tessarine {
@@ -52,6 +55,33 @@ std::optional<Date> rebuilt(Date date, Component unit, const Calendar& calendar)
   return calendar.dateKeeping(isWeek ? Component::weekOfYear : unit, date);
 }
 
+/// Whether a date lies where nothing is special about the Gregorian calendar.
+bool isOfOurTime(Date date) {
+  constexpr Date first(-13'100'000'000.0);  // in 1585
+  return date > first && date < Date::distantFuture();
+}
+
+/// The last second of the year or month of a date of our time, by the steps of `end` without dates
+/// in between.
+Date gregorianEnd(Date date, bool isYear, TimeZone zone) {
+  const internal::ZoneRules& rules = zone.rules();
+  const internal::LocalTime local(rules, internal::Instant(date));
+  const internal::CivilDay day = internal::gregorianFromDays(local.day);
+  std::int64_t month = day.year * 12 + day.month - 1 + (isYear ? 12 : 1);
+  constexpr int lastCertainDay = 26;
+  if (day.day > lastCertainDay) {
+    // A time that clocks skip, by a day at most, may lead into the month after.
+    const std::int64_t then = internal::gregorianDayInMonth(month, day.day);
+    const std::int64_t later = rules.utcOfLocal(then * internal::secondsADay + local.secondOfDay);
+    const auto moved =
+        internal::gregorianFromDays(internal::LocalTime(rules, internal::Instant(later, 0)).day);
+    month = moved.year * 12 + moved.month - 1;
+  }
+  if (isYear) month -= month % 12;
+  const std::int64_t start = internal::gregorianDayInMonth(month, 1) * internal::secondsADay;
+  return internal::Instant(rules.utcOfLocal(start) - 1, 0).date();
+}
+
 }  // namespace
 
 Date adding(Date date, Component component, std::int64_t value, const Calendar& usingCalendar) {
@@ -83,6 +113,13 @@ std::optional<Date> end(Date date, Component component, const Calendar& usingCal
   if (!isBounded(component)) return std::nullopt;
   // Steps are those of the current calendar, of which its identifier and zone matter to them.
   const Calendar current(Calendar::currentIdentifier());
+  const bool isYear = component == Component::year;
+  if ((isYear || component == Component::month) && isOfOurTime(date) &&
+      internal::isGregorian(current.identifier()) &&
+      internal::isGregorian(usingCalendar.identifier()) &&
+      current.timeZone() == usingCalendar.timeZone()) {
+    return gregorianEnd(date, isYear, current.timeZone());
+  }
   const auto step = [&](Date from, Component unit, std::int64_t count) {
     return plus(from, unit, count, current, "end");
   };

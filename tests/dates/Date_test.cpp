@@ -145,6 +145,32 @@ TEST_F(DateTest, BeginningAndEnd) {
   EXPECT_DEATH(end(Date(1e300), Component::day, calendar), "does not know");
 }
 
+// Ends of months and years have a way of their own, which has to lead where the steps do.
+TEST_F(DateTest, EndsEqualTheirSteps) {
+  std::mt19937_64 random(31);
+  std::uniform_int_distribution<std::int64_t> any(-16'000'000'000, 8'000'000'000);
+  constexpr std::int64_t day = 86400;
+  std::uniform_int_distribution<std::int64_t> near(-40 * day, 40 * day);
+  for (const char* const name : {"America/New_York", "Pacific/Apia", "Pacific/Kwajalein",
+                                 "Asia/Manila", "America/Sao_Paulo", "Africa/Cairo", "UTC"}) {
+    const HostZone host(name);
+    const Calendar calendar(Calendar::Identifier::gregorian);
+    for (int i = 0; i < 4000; ++i) {
+      Date date = Date::since1970(static_cast<double>(any(random)));
+      if (const auto change = calendar.timeZone().nextTransition(date); change && i % 2 == 0) {
+        const std::int64_t before = i % 4 == 0 ? 0 : 366 * day;
+        date = Date(change->timeIntervalSinceReferenceDate() +
+                    static_cast<double>(near(random) - before));
+      }
+      for (const Component unit : {Component::month, Component::year}) {
+        const Date next = *calendar.dateKeeping(unit, adding(date, unit, 1, calendar));
+        ASSERT_EQ(end(date, unit, calendar), adding(next, Component::second, -1, calendar))
+            << name << ' ' << date.timeIntervalSinceReferenceDate();
+      }
+    }
+  }
+}
+
 TEST_F(DateTest, Nearest) {
   const auto minuteOf = [](Date (*nearest)(Date), int minute) {
     const Date rounded = nearest(at(2024, 5, 15, 10, minute, 59));

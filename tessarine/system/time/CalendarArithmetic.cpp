@@ -70,6 +70,20 @@ std::optional<Date> addingNanoseconds(Date date, std::int64_t count) {
   return instant.date();
 }
 
+/// The months in a Gregorian unit; 0 for units that are not made of months.
+std::int64_t monthsOf(Component unit) {
+  switch (unit) {
+    case Component::year:
+      return 12;
+    case Component::quarter:
+      return 3;
+    case Component::month:
+      return 1;
+    default:
+      return 0;
+  }
+}
+
 /// Keeps the week and the weekday; the last week of a longer year becomes that of a shorter one.
 std::optional<std::int64_t> addingYearsOfWeeks(const Calendar& calendar, const DaySystem& days,
                                                std::int64_t day, std::int64_t count) {
@@ -83,11 +97,16 @@ std::optional<std::int64_t> addingYearsOfWeeks(const Calendar& calendar, const D
   return first + (week - 1) * 7 + rule.dayInWeek(day);
 }
 
+/// Beyond the days that calendars know, and small enough to count with.
+bool isAmount(std::int64_t count) {
+  constexpr std::int64_t greatest = std::int64_t{1} << 34U;
+  return count >= -greatest && count <= greatest;
+}
+
 /// The day on which that many units have passed, for units of days and longer.
 std::optional<std::int64_t> addingToDay(const Calendar& calendar, Component unit,
                                         std::int64_t count, std::int64_t day) {
-  constexpr std::int64_t greatest = std::int64_t{1} << 34U;
-  if (count < -greatest || count > greatest) return std::nullopt;
+  if (!isAmount(count)) return std::nullopt;
   if (const std::int64_t length = daysOf(unit); length != 0) return day + count * length;
   const DaySystem& days = internal::daySystem(calendar.identifier());
   switch (unit) {
@@ -224,6 +243,12 @@ std::optional<Date> Calendar::dateByAdding(Component component, std::int64_t val
   }
   const Instant instant(date);
   const LocalTime local(zone_.rules(), instant);
+  if (const std::int64_t months = monthsOf(component);
+      months != 0 && internal::isGregorian(identifier_) && isAmount(value)) {
+    // Straight on: a day that is handed on in an optional waits for its parts to be written.
+    const std::int64_t day = internal::gregorianDayPlusMonths(local.day, value * months);
+    return internal::dateOfLocalDay(zone_.rules(), day, local.secondOfDay, instant.fraction);
+  }
   const auto day = addingToDay(*this, component, value, local.day);
   if (!day) return std::nullopt;
   return internal::dateOfLocalDay(zone_.rules(), *day, local.secondOfDay, instant.fraction);

@@ -111,7 +111,8 @@ TimeZone DateFormatter::timeZone() const noexcept { return parts_->calendar.time
 void DateFormatter::append(Date date, std::string& text) const {
   if (!(std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval)) return;
   if (parts_->numbers) {
-    parts_->numbers->append(text, internal::Instant(date), timeZone().rules());
+    const internal::Instant instant(date);
+    parts_->numbers->append(text, instant, internal::LocalTime(timeZone().rules(), instant));
   } else if (parts_->icu != nullptr) {
     text += parts_->icu->string(date);
   }

@@ -1,6 +1,7 @@
 #include "tessarine/system/time/ISO8601DateFormatter.hpp"
 
 #include <cmath>
+#include <cstdint>
 
 #include "tessarine/system/time/internal/DatePattern.hpp"
 
@@ -100,14 +101,10 @@ const ISO8601DateFormatter& ISO8601DateFormatter::shared() noexcept {
 void ISO8601DateFormatter::append(Date date, std::string& text) const {
   if (!(std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval)) return;
   const internal::Instant instant(date);
-  const int odd = zone_.rules().at(instant.second).offset % 60;
-  if (odd == 0 || (formatOptions_ & withTimeZone) == 0) {
-    return pattern_->append(text, instant, zone_.rules());
-  }
+  std::int32_t offset = zone_.rules().at(instant.second).offset;
   // Clocks before there were zones: the same instant by the next clock of whole minutes.
-  const int offset = zone_.rules().at(instant.second).offset - odd;
-  const internal::ZoneRules whole("", internal::fixedZone(offset, ""));
-  pattern_->append(text, instant, whole);
+  if ((formatOptions_ & withTimeZone) != 0) offset -= offset % 60;
+  pattern_->append(text, instant, internal::LocalTime(instant, offset));
 }
 
 DateParsing ISO8601DateFormatter::parse(std::string_view text) const noexcept {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tessarine/coding/Encoder.hpp"
+#include "tessarine/system/json/JSONDecoder.hpp"
 
 #include <gtest/gtest.h>
 
@@ -167,7 +168,7 @@ TEST(JSONEncoder, WhatFailsLeavesNoTrace) {
   }
 }
 
-// Escapes at every place of texts of every length up to beyond two blocks.
+// Escapes at every place of texts of every length up to beyond two blocks, and back.
 TEST(JSONEncoder, EscapesWhereverTheCharacterStands) {
   for (std::size_t size = 1; size < 40; ++size) {
     for (std::size_t at = 0; at < size; ++at) {
@@ -175,7 +176,9 @@ TEST(JSONEncoder, EscapesWhereverTheCharacterStands) {
       text[at] = '"';
       std::string expected = text;
       expected.insert(at, 1, '\\');
-      ASSERT_EQ(JSONEncoder().text(text), std::string("\"").append(expected).append("\""));
+      const std::string json = JSONEncoder().text(text);
+      ASSERT_EQ(json, std::string("\"").append(expected).append("\""));
+      ASSERT_EQ(JSONDecoder().decode<std::string>(json), text);
     }
   }
 }

@@ -2,8 +2,10 @@
 
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -113,6 +115,56 @@ TEST(ISO8601DateFormatter, TextsThatAreNone) {
                                 252'423'993'600.0, -63'145'526'401.0}) {
     EXPECT_EQ(form.string(Date(interval)), "");
   }
+}
+
+/// What a text in the internet form says, taken apart byte by byte.
+std::optional<Date> dateByBytes(const std::string& text) {
+  constexpr std::string_view form = "0000-00-00T00:00:00Z";
+  if (text.size() != form.size()) return std::nullopt;
+  for (std::size_t i = 0; i < form.size(); ++i) {
+    const bool isDigit = text[i] >= '0' && text[i] <= '9';
+    if (form[i] == '0' ? !isDigit : text[i] != form[i]) return std::nullopt;
+  }
+  const auto number = [&](std::size_t at, std::size_t size) {
+    return std::stoi(text.substr(at, size));
+  };
+  const internal::CivilDay day{number(0, 4), number(5, 2), number(8, 2)};
+  const int hour = number(11, 2), minute = number(14, 2), second = number(17, 2);
+  if (day.month < 1 || day.month > 12 || day.day < 1 ||
+      day.day > internal::daysInMonth(day.year, day.month) || hour > 23 || minute > 59 ||
+      second > 59) {
+    return std::nullopt;
+  }
+  return Date::since1970(static_cast<double>(internal::daysFromCivil(day)) * 86400.0 +
+                         hour * 3600.0 + minute * 60.0 + second);
+}
+
+TEST(ISO8601DateFormatter, EveryByteCounts) {
+  const ISO form;
+  for (const std::string& good :
+       {std::string("2024-05-01T12:34:56Z"), std::string("0000-02-29T23:59:59Z"),
+        std::string("9999-12-31T00:00:00Z")}) {
+    ASSERT_EQ(form.date(good), dateByBytes(good));
+    for (std::size_t place = 0; place < good.size(); ++place) {
+      for (int byte = 0; byte < 256; ++byte) {
+        std::string text = good;
+        text[place] = static_cast<char>(byte);
+        const DateParsing parsing = form.parse(text);
+        ASSERT_EQ(parsing.date, dateByBytes(text)) << place << ' ' << byte;
+        ASSERT_LE(parsing.position, text.size());
+      }
+      ASSERT_FALSE(form.date(good.substr(0, place)));
+    }
+  }
+  // Behind a text, that stays; nor is it touched by a date that has no text.
+  std::string text = "at ";
+  form.append(may, text);
+  form.append(Date(1e300), text);
+  EXPECT_EQ(text, "at 2024-05-01T12:34:56Z");
+  // 1 January of year 0 lies in the last week of the year before.
+  const ISO weeks(ISO::withYear | ISO::withWeekOfYear | ISO::withTime);
+  weeks.append(Date::since1970(-62'167'219'200.0), text);
+  EXPECT_EQ(text, "at 2024-05-01T12:34:56Z");
 }
 
 // ICU is the oracle for the patterns that do not go through it.

@@ -200,6 +200,15 @@ std::uint32_t JSONReader::read(DecodableSlot slot, std::uint32_t at, const Codin
     return readByHand([&](Decoder& decoder) { shape.decode(slot.address, decoder); }, at, path);
   }
   const ShapeKind kind = shape.kind;
+  // The commonest first, by branches, which are predicted better than a jump by a table.
+  if (kind == ShapeKind::text) {
+    readString(as<std::string>(slot), at, path);
+    return at + 1;
+  }
+  if (kind == ShapeKind::float64) {
+    readFloat(as<double>(slot), at, path);
+    return at + 1;
+  }
   if (kind == ShapeKind::object) return readFields(slot, at, path);
   if (kind == ShapeKind::sequence) return readSequence(slot, at, path);
   if (kind == ShapeKind::optional) return readOptional(slot, at, path);
@@ -212,9 +221,6 @@ std::uint32_t JSONReader::read(DecodableSlot slot, std::uint32_t at, const Codin
 
 void JSONReader::readScalar(DecodableSlot slot, std::uint32_t at, const CodingPathNode* path) {
   const ShapeKind kind = slot.shape->kind;
-  // The commonest first, by branches, which are predicted better than a jump by a table.
-  if (kind == ShapeKind::text) return readString(as<std::string>(slot), at, path);
-  if (kind == ShapeKind::float64) return readFloat(as<double>(slot), at, path);
   const bool isInteger =
       withIntegerType(kind, [&]<class Integer>() { readInteger(as<Integer>(slot), at, path); });
   if (isInteger) return;
@@ -469,9 +475,14 @@ std::uint32_t JSONReader::readFields(DecodableSlot slot, std::uint32_t at,
   FieldMarks marks(fields.size());
   if (beginList(at++, '{', '}', ShapeKind::object, path)) {
     CodingPathNode step{path};
+    const bool hasPlainKeys =
+        options_.keyDecodingStrategy.kind() == JSONKeyStrategy::useDefaultKeys;
     std::size_t expected = 0;  // the field that comes next when the text has the order written
     do {
-      const std::size_t i = fieldAt(at, fields, expected, path);
+      const bool isExpected = hasPlainKeys && expected < fields.size() &&
+                              fields[expected].isPlainName &&
+                              tokens_.isPlainString(at, fields[expected].name);
+      const std::size_t i = isExpected ? expected : fieldAt(at, fields, expected, path);
       requireColon(at + 1);
       at += 2;
       if (i == fields.size()) {

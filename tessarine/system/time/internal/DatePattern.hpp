@@ -9,6 +9,7 @@
 
 #include "tessarine/system/time/DateParsing.hpp"
 #include "tessarine/system/time/internal/Instant.hpp"
+#include "tessarine/system/time/internal/LocalTime.hpp"
 #include "tessarine/system/time/internal/ZoneRules.hpp"
 
 namespace tessarine::internal {
@@ -37,7 +38,8 @@ class DatePattern {
     fraction,
     zone,
     dashedDate,  ///< yyyy-MM-dd in one
-    colonTime    ///< HH:mm:ss in one
+    colonTime,   ///< HH:mm:ss in one
+    dateTime     ///< both with a literal between them
   };
 
   /// How an offset from GMT stands.
@@ -71,7 +73,7 @@ class DatePattern {
   bool addLiteral(char c) { return add({.literal = c}); }
 
   /// Nothing for years that the kind of days does not have.
-  void append(std::string& text, const Instant& instant, const ZoneRules& zone) const;
+  void append(std::string& text, const Instant& instant, const LocalTime& local) const;
   /// Fields that the layout lacks are those of 1970-01-01 00:00; without a zone in it, that of
   /// `zone`.
   DateParsing parse(std::string_view text, const ZoneRules& zone) const noexcept;
@@ -79,14 +81,30 @@ class DatePattern {
  private:
   static constexpr std::size_t greatestCount = 32;
 
-  /// Makes one piece of the last five where they are a date or a time as most texts have it.
+  /// Makes one piece of the last where they are a date or a time as most texts have it, or both.
   void fuse();
 
   std::array<Piece, greatestCount> pieces_{};
   std::uint8_t count_ = 0;
+  std::uint16_t greatestSize_ = 0;  // of a text
   Days days_;
   bool hasZone_ = false;
   bool hasWeek_ = false;
 };
+
+inline constexpr std::array<std::int64_t, 10> powersOf10 = {
+    1, 10, 100, 1'000, 10'000, 100'000, 1'000'000, 10'000'000, 100'000'000, 1'000'000'000};
+
+constexpr DatePattern::Piece fixedNumber(DatePattern::Field field, std::uint8_t width) {
+  return {.field = field, .width = width, .longest = width};
+}
+inline constexpr std::array dashedDatePieces = {
+    fixedNumber(DatePattern::Field::year, 4), DatePattern::Piece{.literal = '-'},
+    fixedNumber(DatePattern::Field::month, 2), DatePattern::Piece{.literal = '-'},
+    fixedNumber(DatePattern::Field::day, 2)};
+inline constexpr std::array colonTimePieces = {
+    fixedNumber(DatePattern::Field::hour, 2), DatePattern::Piece{.literal = ':'},
+    fixedNumber(DatePattern::Field::minute, 2), DatePattern::Piece{.literal = ':'},
+    fixedNumber(DatePattern::Field::second, 2)};
 
 }  // namespace tessarine::internal

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "tessarine/system/time/internal/CivilDay.hpp"
@@ -41,10 +42,10 @@ constexpr CivilDay civilFromRecentDays(std::int64_t days) noexcept {
   const auto yearOfCentury = static_cast<std::uint32_t>(product >> 32U);
   const std::uint32_t dayOfYear = static_cast<std::uint32_t>(product) / 2939745 / 4;  // from March
   const std::uint32_t n3 = 2141 * dayOfYear + 197913;
-  const bool isNextYear = dayOfYear >= 306;
-  const std::uint32_t month = n3 >> 16U;
-  return {static_cast<std::int64_t>(100 * century + yearOfCentury) + (isNextYear ? 1 : 0),
-          static_cast<int>(isNextYear ? month - 12 : month),
+  // January and February, in numbers instead of a branch that nobody can foresee.
+  const std::uint32_t nextYears = dayOfYear >= 306 ? 1 : 0;
+  return {static_cast<std::int64_t>(100 * century + yearOfCentury + nextYears),
+          static_cast<int>((n3 >> 16U) - 12 * nextYears),
           static_cast<int>((n3 & 0xFFFFU) / 2141) + 1};
 }
 
@@ -56,9 +57,9 @@ constexpr CivilDay gregorianFromDays(std::int64_t days) noexcept {
 
 /// The way back, for years from 1 to 2.9 million.
 constexpr std::int64_t daysFromRecentCivil(CivilDay date) noexcept {
-  const bool isEarly = date.month <= 2;
-  const auto year = static_cast<std::uint32_t>(date.year) - (isEarly ? 1U : 0U);
-  const auto month = static_cast<std::uint32_t>(date.month) + (isEarly ? 12U : 0U);
+  const std::uint32_t early = date.month <= 2 ? 1 : 0;
+  const auto year = static_cast<std::uint32_t>(date.year) - early;
+  const auto month = static_cast<std::uint32_t>(date.month) + 12 * early;
   const std::uint32_t century = year / 100;
   const std::uint32_t yearDays =
       static_cast<std::uint32_t>(std::uint64_t{1461} * year / 4) - century + century / 4;
@@ -78,6 +79,19 @@ constexpr std::int64_t daysFromGregorian(CivilDay date) noexcept {
 constexpr int gregorianDaysInMonth(std::int64_t year, int month) noexcept {
   if (year < 1582 && month == 2) return year % 4 == 0 ? 29 : 28;
   return daysInMonth(year, month);
+}
+
+/// A day by the months from year 0 to its own, at most the last of its month.
+constexpr std::int64_t gregorianDayInMonth(std::int64_t monthsSinceYear0, int day) noexcept {
+  const std::int64_t year = floorDivide(monthsSinceYear0, 12);
+  const int month = static_cast<int>(monthsSinceYear0 - year * 12) + 1;
+  if (day > 28) day = std::min(day, gregorianDaysInMonth(year, month));
+  return daysFromGregorian({year, month, day});
+}
+
+constexpr std::int64_t gregorianDayPlusMonths(std::int64_t day, std::int64_t count) noexcept {
+  const CivilDay date = gregorianFromDays(day);
+  return gregorianDayInMonth(date.year * 12 + date.month - 1 + count, date.day);
 }
 
 constexpr int gregorianDayOfYear(std::int64_t day, const CivilDay& date) noexcept {

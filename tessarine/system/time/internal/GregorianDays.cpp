@@ -12,12 +12,6 @@ constexpr std::int64_t greatestAmount = std::int64_t{1} << 32U;
 
 bool isSmall(std::int64_t amount) { return amount > -greatestAmount && amount < greatestAmount; }
 
-std::int64_t dayInMonth(std::int64_t monthsSinceYear0, int day) {
-  const std::int64_t year = floorDivide(monthsSinceYear0, 12);
-  const int month = static_cast<int>(monthsSinceYear0 - year * 12) + 1;
-  return daysFromGregorian({year, month, std::min(day, gregorianDaysInMonth(year, month))});
-}
-
 }  // namespace
 
 const GregorianDays& GregorianDays::shared() {
@@ -56,8 +50,7 @@ std::optional<std::int64_t> GregorianDays::day(const DayRequest& request) const 
 std::optional<std::int64_t> GregorianDays::addingMonths(std::int64_t day,
                                                         std::int64_t count) const {
   if (!isSmall(count)) return std::nullopt;
-  const CivilDay date = gregorianFromDays(day);
-  return dayInMonth(date.year * 12 + date.month - 1 + count, date.day);
+  return gregorianDayPlusMonths(day, count);
 }
 
 std::optional<std::int64_t> GregorianDays::addingYears(std::int64_t day, std::int64_t count) const {
@@ -69,7 +62,7 @@ std::optional<std::int64_t> GregorianDays::addingEras(std::int64_t day, std::int
   const DayFields now = fields(day);
   const std::int64_t era = std::clamp<std::int64_t>(count, -1, 1) + now.era;
   if (era == now.era || era < 0 || era > 1) return day;
-  return dayInMonth((1 - now.extendedYear) * 12 + now.month - 1, now.day);
+  return gregorianDayInMonth((1 - now.extendedYear) * 12 + now.month - 1, now.day);
 }
 
 std::int64_t GregorianDays::firstDayOfYear(std::int64_t extendedYear) const {

@@ -33,10 +33,12 @@ struct LocalTime {
   int secondOfDay;
   std::int32_t offset;
 
-  LocalTime(const ZoneRules& zone, const Instant& instant) noexcept {
+  LocalTime(const ZoneRules& zone, const Instant& instant) noexcept
+      : LocalTime(instant, zone.at(instant.second).offset) {}
+  LocalTime(const Instant& instant, std::int32_t secondsAheadOfGMT) noexcept
+      : offset(secondsAheadOfGMT) {
     // Non-negative numbers are divided in one multiplication; this bias is a whole number of days.
     constexpr std::int64_t biasDays = std::int64_t{1} << 30U;
-    offset = zone.at(instant.second).offset;
     second = instant.second + offset;
     const auto biased = static_cast<std::uint64_t>(second + biasDays * secondsADay);
     const std::uint64_t biasedDay = biased / secondsADay;

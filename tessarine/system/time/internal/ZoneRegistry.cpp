@@ -131,6 +131,12 @@ const ZoneRules& zoneOfHost() {
 std::atomic<const ZoneRules*> current = nullptr;
 std::atomic<std::int64_t> currentAsOf = -1;  // the second of its look at the host
 
+/// Kept out of line, for the way past it to be short.
+[[gnu::noinline]] void lookAtHost(std::time_t now) {
+  current.store(&zoneOfHost(), std::memory_order_release);
+  currentAsOf.store(now, std::memory_order_release);
+}
+
 }  // namespace
 
 const ZoneRules* zoneNamed(std::string_view identifier) {
@@ -162,8 +168,7 @@ const ZoneRules& gmtZone() noexcept {
 const ZoneRules& currentZone() noexcept {
   const std::time_t now = std::time(nullptr);  // the cheapest of all clocks
   if (currentAsOf.load(std::memory_order_acquire) != now) [[unlikely]] {
-    current.store(&zoneOfHost(), std::memory_order_release);
-    currentAsOf.store(now, std::memory_order_release);
+    lookAtHost(now);
   }
   return *current.load(std::memory_order_acquire);
 }

@@ -39,15 +39,14 @@ ZoneRules::ZoneRules(std::string identifier, Table table)
   turnNegativeSavings(spans_);
   const std::int64_t last = spans_.back().start;
   spans_.push_back({std::numeric_limits<std::int64_t>::max() / 2, spans_.back().offset, false, 0});
-  buckets_.push_back(0);
-  if (spans_.size() == 2) return;
-  buckets_.clear();
   std::uint16_t span = 0;
   for (std::int64_t start = firstTransition_; start <= last + (std::int64_t{1} << bucketBits);
        start += std::int64_t{1} << bucketBits) {
     while (start >= spans_[span + std::size_t{1}].start) ++span;
     buckets_.push_back(span);
   }
+  if (buckets_.empty()) buckets_.push_back(0);
+  lastBucket_ = buckets_.size() - 1;
 }
 
 std::optional<std::int64_t> ZoneRules::nextTransition(std::int64_t second) const noexcept {

@@ -70,15 +70,15 @@ class ZoneRules {
   static constexpr std::int64_t greatestOffset = std::int64_t{26} * 3600;
 
  private:
-  static constexpr int bucketBits = 24;  // 194 days, so that a bucket holds about one transition
+  static constexpr int bucketBits = 23;  // 97 days: two transitions a year share no bucket
 
   std::int64_t cyclesBehind(std::int64_t second) const noexcept {
     return second < cycleEnd_ ? 0 : (second - cycleEnd_) / cycle + 1;
   }
   std::size_t indexAt(std::int64_t second) const noexcept {
     const auto bucket = static_cast<std::size_t>((second - firstTransition_) >> bucketBits);
-    std::size_t i = buckets_[std::min(bucket, buckets_.size() - 1)];
-    // Which of two halves of a bucket it is cannot be predicted; that there are more parts, well.
+    std::size_t i = buckets_[std::min(bucket, lastBucket_)];
+    // On which side of a transition it is cannot be predicted; that there is no second one, well.
     i += second >= spans_[i + 1].start ? 1 : 0;
     while (second >= spans_[i + 1].start) [[unlikely]] {
         ++i;
@@ -90,6 +90,7 @@ class ZoneRules {
   std::vector<ZoneSpan> spans_;  // and one more that begins at the end of time
   std::vector<std::string> names_;
   std::vector<std::uint16_t> buckets_;  // the span that each bucket begins in
+  std::size_t lastBucket_ = 0;
   std::int64_t firstTransition_;
   std::int64_t cycleEnd_;
 };
