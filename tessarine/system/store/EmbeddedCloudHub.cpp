@@ -133,7 +133,9 @@ class EmbeddedCloudHub::File {
                                " time = excluded.time, counter = excluded.counter,"
                                " replica = excluded.replica, push = excluded.push")),
         replica_(database_.prepare("SELECT asked FROM replicas"
-                                   " WHERE user = ?1 AND replica = ?2")) {}
+                                   " WHERE user = ?1 AND replica = ?2")),
+        count_(database_.prepare("INSERT INTO pushes VALUES(?1, ?2, ?3)")),
+        forgotten_(database_.prepare("SELECT until FROM forgotten WHERE user = ?1")) {}
 
   bool isOf(const std::string& path) const { return identity_ && identity_ == identityOf(path); }
 
@@ -165,10 +167,7 @@ class EmbeddedCloudHub::File {
       for (const CloudEntry& entry : entries) isNew = put(entry, number) || isNew;
       if (!isNew) return;
       const auto identity = UUID::random();
-      database_.prepare("INSERT INTO pushes VALUES(?1, ?2, ?3)")
-          .execute(user_, number, detail::bytesOf(identity));
-      database_.prepare("DELETE FROM pushes WHERE user = ?1 AND push <= ?2")
-          .execute(user_, number - pushesRemembered);
+      count_.execute(user_, number, detail::bytesOf(identity));
       collect(number);
     });
     return isNew;
@@ -194,9 +193,10 @@ class EmbeddedCloudHub::File {
   }
 
   std::int64_t forgottenUntil() {
-    auto statement = database_.prepare("SELECT until FROM forgotten WHERE user = ?1");
-    statement.run(user_);
-    return statement.next() ? statement.integer(0) : 0;
+    std::int64_t until = 0;
+    forgotten_.run(user_);
+    while (forgotten_.next()) until = forgotten_.integer(0);
+    return until;
   }
 
   bool put(const CloudEntry& entry, std::int64_t number) {
@@ -228,10 +228,12 @@ class EmbeddedCloudHub::File {
   } catch (const DatabaseError&) {
   }
 
-  /// Forgets removals that every replica has seen, and old ones.
+  /// Forgets removals that every replica has seen, old ones, and the numbers of old pushes.
   void collect(std::int64_t number) {
     constexpr std::int64_t round = 64;
     if (number % round != 0) return;
+    database_.prepare("DELETE FROM pushes WHERE user = ?1 AND push <= ?2")
+        .execute(user_, number - pushesRemembered);
     const std::int64_t oldest = now() - detail::longestRemembered;
     database_.prepare("DELETE FROM replicas WHERE user = ?1 AND asked < ?2").execute(user_, oldest);
     database_
@@ -258,6 +260,8 @@ class EmbeddedCloudHub::File {
   SQLite::Statement find_;
   SQLite::Statement put_;
   SQLite::Statement replica_;
+  SQLite::Statement count_;
+  SQLite::Statement forgotten_;
 };
 
 // ---- the hub ----

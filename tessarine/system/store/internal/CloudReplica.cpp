@@ -21,13 +21,11 @@ constexpr SQLite::Schema schema{
         "CREATE TABLE accounts(account INTEGER PRIMARY KEY, user BLOB UNIQUE NOT NULL,"
         " position BLOB NOT NULL, exchanged INTEGER);"
         "INSERT INTO accounts VALUES(1, x'', x'', NULL);"
-        "CREATE TABLE present(replica BLOB NOT NULL, account INTEGER NOT NULL,"
-        " change INTEGER NOT NULL);"
-        "INSERT INTO present VALUES(randomblob(16), 1, 0);"
+        "CREATE TABLE present(replica BLOB NOT NULL, account INTEGER NOT NULL);"
+        "INSERT INTO present VALUES(randomblob(16), 1);"
         "CREATE TABLE entries(account INTEGER, key BLOB, value BLOB, time INTEGER NOT NULL,"
         " counter INTEGER NOT NULL, replica BLOB NOT NULL, standing INTEGER NOT NULL,"
-        " change INTEGER NOT NULL, PRIMARY KEY(account, key)) WITHOUT ROWID;"
-        "CREATE INDEX entriesByChange ON entries(account, change)"};
+        " change INTEGER NOT NULL, PRIMARY KEY(account, key)) WITHOUT ROWID"};
 
 }  // namespace
 
@@ -36,24 +34,30 @@ class CloudReplica::File {
  public:
   explicit File(const std::string& path)
       : database(path, schema, {.isSynchronous = false}),
-        present_(
-            database.prepare("SELECT replica, present.account, change, user, position, exchanged"
-                             " FROM present JOIN accounts USING(account)")),
-        changed_(database.prepare("SELECT key, value, time, counter, replica, standing FROM entries"
-                                  " WHERE account = ?1 AND change > ?2")),
+        version_(database.prepare("PRAGMA data_version")),
+        present_(database.prepare("SELECT replica, present.account, user, position, exchanged"
+                                  " FROM present JOIN accounts USING(account)")),
+        changed_(database.prepare("SELECT key, value, time, counter, replica, standing, change"
+                                  " FROM entries WHERE account = ?1 AND change > ?2")),
         put_(database.prepare("INSERT INTO entries VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)"
                               " ON CONFLICT(account, key) DO UPDATE SET value = excluded.value,"
                               " time = excluded.time, counter = excluded.counter,"
                               " replica = excluded.replica, standing = excluded.standing,"
                               " change = excluded.change")),
-        count_(database.prepare("UPDATE present SET change = ?1")),
         move_(database.prepare("UPDATE accounts SET position = ?2, exchanged = ?3"
                                " WHERE account = ?1")) {}
+
+  /// Another number than before exactly when another connection has changed the file.
+  std::int64_t version() {
+    version_.run();
+    std::int64_t version = 0;
+    while (version_.next()) version = version_.integer(0);
+    return version;
+  }
 
   struct Present {
     UUID replica;
     std::int64_t account = 0;
-    std::int64_t change = 0;
     std::string user;
     std::string position;
     std::optional<std::int64_t> exchanged;
@@ -62,9 +66,9 @@ class CloudReplica::File {
     Present present;
     present_.run();
     while (present_.next()) {
-      present = {uuidOf(present_.text(0)),      present_.integer(1),           present_.integer(2),
-                 std::string(present_.text(3)), std::string(present_.text(4)), std::nullopt};
-      if (!present_.isNull(5)) present.exchanged = present_.integer(5);
+      present = {uuidOf(present_.text(0)), present_.integer(1), std::string(present_.text(2)),
+                 std::string(present_.text(3)), std::nullopt};
+      if (!present_.isNull(4)) present.exchanged = present_.integer(4);
     }
     return present;
   }
@@ -73,8 +77,9 @@ class CloudReplica::File {
   void forEachChanged(std::int64_t account, std::int64_t since, Visit visit) {
     changed_.run(account, since);
     while (changed_.next()) {
-      visit(changed_.text(0), Entry{stampOf(changed_, 2), ownedText(changed_, 1),
-                                    static_cast<Standing>(changed_.integer(5))});
+      const Entry entry{stampOf(changed_, 2), ownedText(changed_, 1),
+                        static_cast<Standing>(changed_.integer(5))};
+      visit(changed_.text(0), entry, changed_.integer(6));
     }
   }
 
@@ -82,7 +87,6 @@ class CloudReplica::File {
     put_.execute(account, key, entry.value, entry.stamp.time, std::int64_t{entry.stamp.counter},
                  bytesOf(entry.stamp.replica), static_cast<std::int64_t>(entry.standing), change);
   }
-  void countTo(std::int64_t change) { count_.execute(change); }
   void moveTo(std::int64_t account, const std::string& position,
               std::optional<std::int64_t> exchanged) {
     move_.execute(account, position, exchanged.value_or(0));
@@ -113,10 +117,10 @@ class CloudReplica::File {
   SQLite database;
 
  private:
+  SQLite::Statement version_;
   SQLite::Statement present_;
   SQLite::Statement changed_;
   SQLite::Statement put_;
-  SQLite::Statement count_;
   SQLite::Statement move_;
 };
 
@@ -169,14 +173,17 @@ void CloudReplica::load() {
   user_ = present.user;
   position_ = present.position;
   exchanged_ = present.exchanged;
-  applied_ = present.change;
+  applied_ = 0;
+  version_ = file_->version();
   const Entries before = std::exchange(entries_, {});
   pairs_ = std::make_shared<Pairs>();
   waiting_ = 0;
   bytes_ = 0;
-  file_->forEachChanged(account_, -1, [this](std::string_view key, Entry entry) {
-    apply(key, std::move(entry), Origin::here);
-  });
+  const auto take = [this](std::string_view key, const Entry& entry, std::int64_t change) {
+    apply(key, entry, Origin::here);
+    applied_ = std::max(applied_, change);
+  };
+  file_->forEachChanged(account_, -1, take);
   for (const auto& [key, entry] : unsaved_) apply(key, entry, Origin::here);
   for (const auto& [key, entry] : before) {
     const auto found = entries_.find(key);
@@ -189,27 +196,31 @@ void CloudReplica::load() {
 
 /// What other processes have committed, inside of a transaction.
 void CloudReplica::takeOver() {
+  const std::int64_t version = file_->version();
+  if (version == version_) return;
   const auto present = file_->present();
   if (present.account != account_) return load();
   if (!isPositionUnsaved_) {
     position_ = present.position;
     exchanged_ = present.exchanged;
   }
-  if (present.change == applied_) return;
-  file_->forEachChanged(account_, applied_, [this](std::string_view key, Entry entry) {
+  const std::int64_t since = applied_;
+  const auto take = [this](std::string_view key, const Entry& entry, std::int64_t change) {
+    applied_ = std::max(applied_, change);
     if (const auto own = unsaved_.find(key); own != unsaved_.end()) {
       if (entry.stamp < own->second.stamp) return;
       unsaved_.erase(own);
     }
-    apply(key, std::move(entry), Origin::elsewhere);
-  });
-  applied_ = present.change;
+    apply(key, entry, Origin::elsewhere);
+  };
+  file_->forEachChanged(account_, since, take);
+  version_ = version;
 }
 
 void CloudReplica::refresh() {
   if (!file_) return;
   try {
-    file_->database.read([this] { takeOver(); });
+    if (file_->version() != version_) file_->database.read([this] { takeOver(); });
   } catch (const DatabaseError& error) {
     report(error.what());
   }
@@ -282,9 +293,7 @@ bool CloudReplica::commitToFile(Changed& changed, Decide decide) {
       decide(changed);
       for (const auto& [key, entry] : unsaved_) changed.emplace(key, entry);
       if (isPositionUnsaved_) file_->moveTo(account_, position_, exchanged_);
-      if (changed.empty()) return;
       for (const auto& [key, entry] : changed) file_->put(account_, key, entry, applied_ + 1);
-      file_->countTo(applied_ + 1);
     });
     if (!changed.empty()) ++applied_;
     return true;
@@ -304,7 +313,6 @@ bool CloudReplica::use(const std::string& user) {
       file_->database.write([&] {
         takeOver();
         file_->choose(file_->accountOf(user));
-        file_->countTo(applied_ + 1);
       });
       load();
     } catch (const DatabaseError& error) {

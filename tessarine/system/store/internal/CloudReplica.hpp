@@ -133,6 +133,7 @@ class CloudReplica {
   std::optional<std::int64_t> exchanged_;
   std::int64_t account_ = 0;
   std::int64_t applied_ = 0;  // the last change of the file that is in memory
+  std::int64_t version_ = 0;  // of the file, as this connection counts what others commit
   Entries entries_;
   Changed unsaved_;  // in memory and not in the file, since it refused or to spare a transaction
   bool isPositionUnsaved_ = false;
