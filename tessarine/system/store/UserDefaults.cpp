@@ -60,6 +60,13 @@ ChangeDictionary changeDictionary(const detail::Domain::Object& before,
   return change;
 }
 
+struct NameHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view name) const noexcept {
+    return std::hash<std::string_view>{}(name);
+  }
+};
+
 std::vector<detail::Domain::Write> writesOf(std::span<const PreferenceChange> changes) {
   std::vector<detail::Domain::Write> writes;
   writes.reserve(changes.size());
@@ -75,6 +82,9 @@ struct UserDefaultsRegistry {
   Mutex mutex;
   std::string directory TESSARINE_GUARDED_BY(mutex);
   std::unordered_map<std::string, std::shared_ptr<UserDefaults>> domains
+      TESSARINE_GUARDED_BY(mutex);
+  /// Those of the present directory by their names, so that looking one up builds no path.
+  std::unordered_map<std::string, std::shared_ptr<UserDefaults>, NameHash, std::equal_to<>> named
       TESSARINE_GUARDED_BY(mutex);
   std::atomic<int> temporaries = 0;
   const pid_t process = ::getpid();
@@ -94,9 +104,11 @@ struct UserDefaultsRegistry {
 
   std::shared_ptr<UserDefaults> open(std::string_view name) {
     const MutexLock lock(mutex);
+    if (const auto found = named.find(name); found != named.end()) return found->second;
     const std::string path = folder() + "/" + std::string(name);
     auto& defaults = domains[path];
     if (!defaults) defaults = make(std::string(name), std::make_unique<detail::Domain>(path));
+    named.emplace(name, defaults);
     return defaults;
   }
 
@@ -141,6 +153,7 @@ std::shared_ptr<UserDefaults> UserDefaults::temporary() {
 void UserDefaults::setDirectory(const std::string& directory) {
   auto& registry = UserDefaultsRegistry::shared();
   const MutexLock lock(registry.mutex);
+  registry.named.clear();
   registry.directory =
       directory.empty() ? directory : std::filesystem::absolute(directory).string();
 }
