@@ -373,5 +373,93 @@ TEST(CloudSimulation, MachinesAgreeOnceAllIsWell) {
   }
 }
 
+/// Machines with good clocks on a hub that never fails, started and enrolled.
+class CloudRound : public testing::Test {
+ protected:
+  CloudRound() {
+    for (int i = 0; i < 4; ++i) {
+      Machine& machine = machines_.emplace_back();
+      machine.store = NSUbiquitousKeyValueStore::open("", {.exchangesByItself = false});
+      machine.store->signIn("ann", std::make_shared<FaultyTransport>(hub_, random_));
+      auto& controller = machine.controllers[0];
+      controller =
+          UbiquitousController::make(machine.domains[0], ubiquitousDefaults(machine.store), true);
+      controller->setVesperline({nullptr, {}});
+      controller->startObserving({"a", "b.c"});
+    }
+  }
+
+  void round() {
+    for (Machine& machine : machines_) {
+      date_.advance(1);
+      machine.store->exchange();
+      clock_.settle();
+    }
+  }
+  static std::optional<int> valueOf(const Machine& machine) {
+    return dynamicCast<int>(machine.domains[0]->object("a"));
+  }
+
+  ManualClock clock_;
+  ManualDate date_{Date(800'000'000)};
+  Random random_{1};
+  Hub hub_;
+  std::deque<Machine> machines_;
+};
+
+TEST_F(CloudRound, OneWriteIsOneBatchAndOneCallAMachine) {
+  std::map<std::string, int> calls;
+  std::vector<std::shared_ptr<void>> observations;
+  for (Machine& machine : machines_) {
+    observations.push_back(machine.domains[0]->observe("a", [&](const auto&) { ++calls["a"]; }));
+    observations.push_back(
+        machine.domains[0]->observe("udcDate.a", [&](const auto&) { ++calls["udcDate.a"]; }));
+  }
+  machines_[1].domains[0]->set(1, "a");
+  machines_[1].domains[0]->set(1, "b.c");
+  clock_.settle();
+  for (int i = 0; i < 2; ++i) round();
+  EXPECT_EQ(hub_.batches, 1U);
+  EXPECT_EQ(calls, (std::map<std::string, int>{{"a", 4}, {"udcDate.a", 4}}));
+  EXPECT_EQ(hub_.state.entries.size(), 3U) << "value and two dates, and nothing of the key refused";
+  for (const Machine& machine : machines_) EXPECT_EQ(valueOf(machine), 1);
+  for (int i = 0; i < 2; ++i) round();
+  EXPECT_EQ(hub_.batches, 1U);
+  EXPECT_EQ(calls["a"], 4);
+}
+
+/// The import is decided, and waits for the main queue, when the host writes.
+TEST_F(CloudRound, AnImportOnItsWayGivesWayToAWrite) {
+  Machine& one = machines_[0];
+  Machine& two = machines_[1];
+  two.domains[0]->set(1, "a");
+  clock_.settle();
+  two.store->exchange();
+  date_.advance(1);
+  one.store->exchange();
+  static_cast<void>(one.controllers[0]->observedKeys());  // decided
+  one.domains[0]->set(2, "a");
+  clock_.settle();
+  EXPECT_EQ(valueOf(one), 2);
+  round();
+  round();
+  for (const Machine& machine : machines_) EXPECT_EQ(valueOf(machine), 2);
+
+  // The same with an export that is done before the import's turn.
+  two.domains[0]->set(3, "a");
+  clock_.settle();
+  two.store->exchange();
+  date_.advance(1);
+  one.store->exchange();
+  static_cast<void>(one.controllers[0]->observedKeys());
+  one.domains[0]->set(4, "a");
+  static_cast<void>(one.controllers[0]->observedKeys());  // exported
+  clock_.settle();
+  EXPECT_EQ(valueOf(one), 4);
+  round();
+  round();
+  for (const Machine& machine : machines_) EXPECT_EQ(valueOf(machine), 4);
+}
+
 }  // namespace
 }  // namespace tessarine

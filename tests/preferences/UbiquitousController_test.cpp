@@ -1,13 +1,19 @@
 #include "tessarine/preferences/UbiquitousController.hpp"
 
+#include <algorithm>
 #include <any>
+#include <latch>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <vector>
 
 #include "tessarine/system/desktop/NSWorkspace.hpp"
+#include "tessarine/system/dispatch/MainQueue.hpp"
 #include "tessarine/system/dispatch/ManualClock.hpp"
 #include "tessarine/values/ManualDate.hpp"
 #include "tests/system/store/support/TemporaryFolder.hpp"
@@ -18,6 +24,7 @@ namespace tessarine {
 namespace {
 
 using Keys = std::vector<std::string>;
+using Object = std::optional<PreferenceObject>;
 using DataStore = UbiquitousControllerDataStore;
 
 Date later(Date date, double seconds) {
@@ -294,6 +301,65 @@ TEST_F(UbiquitousControllerTest, RegistersOnceAndLeavesNothingBehind) {
   local_->set(3, "k");
   clock_.settle();
   EXPECT_EQ(remote_->object("k"), PreferenceObject(1));
+}
+
+/// A cloud store whose writes wait at a gate, and with them the controller's queue.
+class GatedStore final : public UbiquitousDefaultsProviding {
+ public:
+  std::shared_ptr<const Pairs> dictionaryRepresentation() const override {
+    return std::make_shared<Pairs>();
+  }
+  Object object(std::string_view /*key*/) const override { return std::nullopt; }
+  void set(Object /*value*/, std::string_view /*key*/) override { gate.wait(); }
+  void removeObject(std::string_view /*key*/) override { gate.wait(); }
+  bool synchronize() override { return true; }
+
+  std::latch gate{1};
+};
+
+TEST(UbiquitousThreads, AWriterNeverWaitsForTheQueue) {
+  const auto local = UserDefaults::temporary();
+  const auto gated = std::make_shared<GatedStore>();
+  const auto controller = UbiquitousController::make(local, gated, true);
+  controller->setVesperline({nullptr, {}});
+  controller->startObserving({"k"});
+  for (int i = 0; i < 100; ++i) local->set(i, "k");  // would stand still here
+  gated->gate.count_down();
+  EXPECT_EQ(controller->observedKeys(), Keys{"k"});
+}
+
+TEST(UbiquitousThreads, ControllersComeAndGoWhileBothSidesWrite) {
+  const auto local = UserDefaults::temporary();
+  const auto remote = std::make_shared<MockUbiquitousDefaultsProviding>();
+  const auto writeOn = [&](auto write) {
+    return std::thread([write] {
+      for (int i = 0; i < 300; ++i) write(i);
+    });
+  };
+  std::thread writers[] = {
+      writeOn([&](int i) { local->set(i, "k"); }),
+      writeOn([&](int i) {
+        remote->set(Date::now(), "udcDate");
+        remote->set(i, "k");
+      }),
+  };
+  for (int round = 0; round < 30; ++round) {
+    auto controller = UbiquitousController::make(local, remote, true);
+    controller->setVesperline({nullptr, {}});
+    controller->start(true);
+    controller->startObserving({"k", "l"});
+    std::thread other([&] {  // from the main thread and another, neither waits for the main queue
+      controller->sync({"k"});
+      controller->setEnabled(round % 3 != 0);
+    });
+    controller->sync({"k", "l"}, DataStore::remote);
+    controller->stopObserving({"l"});
+    other.join();
+    if (round % 2 == 0) controller.reset();
+    MainQueue::drain();
+  }
+  for (auto& writer : writers) writer.join();
+  while (MainQueue::drain() > 0) continue;
 }
 
 }  // namespace
