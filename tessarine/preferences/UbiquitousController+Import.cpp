@@ -69,13 +69,13 @@ void UbiquitousController::syncEverything(DataStore source, Stamp stamp) {
 
 void UbiquitousController::syncKey(const std::string& key, std::optional<DataStore> source,
                                    const Pairs& pairs) {
-  if (source == DataStore::remote) {
-    syncFromCloud(key, pairs, Import::forced);
-  } else if (source == DataStore::local) {
-    syncToCloud(key, Stamp::now);
-  } else if (remoteDefaults_->keepsLatest()) {
+  if (!source && remoteDefaults_->keepsLatest()) {
     if (mayExchange()) bringIntoStep(key);
-  } else if (shouldImportRemoteValueDuringKeyedSync(key, pairs)) {
+    return;
+  }
+  const bool isImport =
+      source ? source == DataStore::remote : shouldImportRemoteValueDuringKeyedSync(key, pairs);
+  if (isImport) {
     syncFromCloud(key, pairs, Import::forced);
   } else {
     syncToCloud(key, Stamp::now);

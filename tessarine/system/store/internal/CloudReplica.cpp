@@ -416,7 +416,7 @@ void CloudReplica::merge(const CloudTransport::News& news) {
     exchanged_ = microsecondsOf(Date::now());
     isPositionUnsaved_ = true;
   };
-  Changed noted = mergedOf(news);
+  const Changed noted = mergedOf(news);
   const bool isNoted = std::all_of(noted.begin(), noted.end(), [this](const auto& change) {
     const auto held = entries_.find(change.first);
     return held != entries_.end() && held->second.stamp == change.second.stamp &&
@@ -424,7 +424,7 @@ void CloudReplica::merge(const CloudTransport::News& news) {
   });
   if (isNoted) {
     move();
-    return defer(std::move(noted));
+    return defer(noted);
   }
   commit(Origin::elsewhere, [&](Changed& changed) {
     move();
@@ -452,10 +452,10 @@ CloudReplica::Changed CloudReplica::mergedOf(const CloudTransport::News& news) c
 }
 
 /// Takes changes that the file may learn of later.
-void CloudReplica::defer(Changed changed) {
-  for (auto& [key, entry] : changed) {
+void CloudReplica::defer(const Changed& changed) {
+  for (const auto& [key, entry] : changed) {
     if (!path_.empty()) unsaved_.insert_or_assign(key, entry);
-    apply(key, std::move(entry), Origin::here);
+    apply(key, entry, Origin::here);
   }
 }
 
@@ -500,7 +500,7 @@ void CloudReplica::sent(std::span<const CloudEntry> entries) {
     if (found == entries_.end() || found->second.stamp != entry.stamp) continue;
     changed.insert_or_assign(entry.key, Entry{entry.stamp, found->second.value, Standing::sent});
   }
-  defer(std::move(changed));
+  defer(changed);
 }
 
 bool CloudReplica::saveUnsaved() {

@@ -115,7 +115,7 @@ class CloudReplica {
   static Standing standingAfter(const Entry& held, const CloudEntry& arrived);
   Changed mergedOf(const CloudTransport::News& news) const;
   void mergeAbsent(const CloudTransport::News& news, Changed& changed) const;
-  void defer(Changed changed);
+  void defer(const Changed& changed);
   template <class Decide>
   void commit(Origin origin, Decide decide);
   template <class Decide>
