@@ -72,6 +72,9 @@ int sync(const Options& options, bool hasSuite) {
   if (options.follow) pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
   signIn(options);
+  if (hasSuite && !UserDefaults::suite(options.suite)) {
+    throw UsageError("no domain can have that name: " + options.suite);
+  }
   const auto controller = UbiquitousController::controller(
       hasSuite ? std::optional(options.suite) : std::nullopt, true);
   controller->setVesperline({[](const std::string& text, LogType type) {
