@@ -81,7 +81,6 @@ void follow(const sigset_t& signals) {
       {{interruption, POLLIN, 0}, {MainQueue::fileDescriptor(), POLLIN, 0}}};
   while (::poll(files.data(), files.size(), -1) >= 0 && (files[0].revents & POLLIN) == 0) {
     MainQueue::drain();
-    std::cout.flush();
   }
   ::close(interruption);
 }
@@ -103,6 +102,7 @@ int sync(const Options& options, bool hasSuite) {
                                if (type == LogType::error) throw UsageError(text);
                                if (text.find(": Synchronized key") != std::string::npos) {
                                  printLine(text);
+                                 std::cout.flush();  // whoever follows has it now
                                }
                              },
                              {LogType::debug, LogType::error}});
@@ -115,7 +115,6 @@ int sync(const Options& options, bool hasSuite) {
     exchange = store().exchange();
     while (settle(*controller)) continue;
   } while (exchange.error.empty() && (exchange.received > 0 || store().status().waiting > 0));
-  std::cout.flush();
   if (options.follow) {
     follow(signals);
     return Exit::done;
