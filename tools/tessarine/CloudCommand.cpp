@@ -1,5 +1,7 @@
 // tessarine cloud: keep a preference domain in step with other machines.
 #include <array>
+#include <atomic>
+#include <cstdio>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -12,6 +14,7 @@
 #include "tessarine/preferences.hpp"
 #include "tessarine/system/dispatch/MainQueue.hpp"
 #include "tessarine/system/store/NSUbiquitousKeyValueStore.hpp"
+#include "tessarine/system/store/NotificationCenter.hpp"
 
 #include <CLI/CLI.hpp>
 #include <poll.h>
@@ -52,6 +55,25 @@ bool settle(const UbiquitousController& controller) {
   return MainQueue::drain() > 0;
 }
 
+/// Says which writes the cloud store refuses for their size or number.
+NotificationCenter::Token tellRefusals(std::atomic<bool>& isRefused) {
+  return NotificationCenter::defaultCenter().addObserver(
+      NSUbiquitousKeyValueStoreDidChangeExternallyNotification, &store(),
+      [&isRefused](const Notification& notification) {
+        constexpr auto quota =
+            static_cast<int>(NSUbiquitousKeyValueStoreChangeReason::quotaViolationChange);
+        const auto& info = notification.userInfo;
+        if (dynamicCast<int>(info.at(NSUbiquitousKeyValueStoreChangeReasonKey)) != quota) return;
+        isRefused = true;
+        using Keys = std::vector<std::string>;
+        const auto keys = dynamicCast<Keys>(info.at(NSUbiquitousKeyValueStoreChangedKeysKey));
+        for (const auto& key : keys.value_or(Keys())) {
+          if (key.find('.') != std::string::npos || key == "udcDate") continue;  // its dates
+          std::fprintf(stderr, "tessarine: past the limits of the cloud store: %s\n", key.c_str());
+        }
+      });
+}
+
 /// Until a signal comes.
 void follow(const sigset_t& signals) {
   const int interruption = ::signalfd(-1, &signals, SFD_CLOEXEC);
@@ -59,7 +81,6 @@ void follow(const sigset_t& signals) {
       {{interruption, POLLIN, 0}, {MainQueue::fileDescriptor(), POLLIN, 0}}};
   while (::poll(files.data(), files.size(), -1) >= 0 && (files[0].revents & POLLIN) == 0) {
     MainQueue::drain();
-    std::cout.flush();
   }
   ::close(interruption);
 }
@@ -72,29 +93,34 @@ int sync(const Options& options, bool hasSuite) {
   if (options.follow) pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
   signIn(options);
+  if (hasSuite && !UserDefaults::suite(options.suite)) {
+    throw UsageError("no domain can have that name: " + options.suite);
+  }
   const auto controller = UbiquitousController::controller(
       hasSuite ? std::optional(options.suite) : std::nullopt, true);
   controller->setVesperline({[](const std::string& text, LogType type) {
                                if (type == LogType::error) throw UsageError(text);
                                if (text.find(": Synchronized key") != std::string::npos) {
                                  printLine(text);
+                                 std::cout.flush();  // whoever follows has it now
                                }
                              },
                              {LogType::debug, LogType::error}});
   controller->setDebugEnabled(options.follow);
+  std::atomic<bool> isRefused = false;
+  const auto refusals = tellRefusals(isRefused);
   controller->startObserving(options.keys);
   NSUbiquitousKeyValueStore::Exchange exchange;
   do {
     exchange = store().exchange();
     while (settle(*controller)) continue;
   } while (exchange.error.empty() && (exchange.received > 0 || store().status().waiting > 0));
-  std::cout.flush();
   if (options.follow) {
     follow(signals);
     return Exit::done;
   }
-  return exchange.error.empty() && UserDefaults::standard()->synchronize() ? Exit::done
-                                                                           : Exit::negative;
+  const bool isDone = exchange.error.empty() && !isRefused;
+  return isDone && controller->localDefaults()->synchronize() ? Exit::done : Exit::negative;
 }
 
 // ---- status and list ----

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,12 +16,15 @@ namespace tessarine::tool {
 
 Process::Process(const std::vector<std::string>& arguments) {
   std::array<int, 2> pipe{};
-  if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
+  std::array<int, 2> input{};
+  if (::pipe2(pipe.data(), O_CLOEXEC) != 0 ||
+      ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, input.data()) != 0) {
     throw std::system_error(errno, std::generic_category(), "pipe");
   }
   posix_spawn_file_actions_t actions;
   ::posix_spawn_file_actions_init(&actions);
   ::posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
+  ::posix_spawn_file_actions_adddup2(&actions, input[1], STDIN_FILENO);
 
   std::vector<std::string> all = arguments;
   all.insert(all.begin(), "tessarine");
@@ -32,9 +36,12 @@ Process::Process(const std::vector<std::string>& arguments) {
       ::posix_spawn(&id_, "/proc/self/exe", &actions, nullptr, pointers.data(), ::environ);
   ::posix_spawn_file_actions_destroy(&actions);
   ::close(pipe[1]);
+  ::close(input[1]);
   output_ = ::fdopen(pipe[0], "r");
+  input_ = input[0];
   if (failure != 0) {
     std::fclose(output_);
+    ::close(input_);
     throw std::system_error(failure, std::generic_category(), "starting a process");
   }
 }
@@ -42,6 +49,7 @@ Process::Process(const std::vector<std::string>& arguments) {
 Process::~Process() {
   kill();
   std::fclose(output_);
+  ::close(input_);
 }
 
 std::optional<std::string> Process::line() {
@@ -54,6 +62,12 @@ std::optional<std::string> Process::line() {
     line.emplace(text, static_cast<std::size_t>(length - 1));
   std::free(text);
   return line;
+}
+
+void Process::say(std::string_view line) {
+  const std::string text = std::string(line) + '\n';
+  // Of a few bytes all are taken at once. No signal where nobody listens any more.
+  [[maybe_unused]] const auto sent = ::send(input_, text.data(), text.size(), MSG_NOSIGNAL);
 }
 
 void Process::kill() {

@@ -5,6 +5,7 @@
 
 #include "Command.hpp"
 #include "tour/AnimationChapter.hpp"
+#include "tour/CloudChapter.hpp"
 #include "tour/PreferencesChapter.hpp"
 #include "tour/Report.hpp"
 
@@ -18,6 +19,7 @@ int tour(const std::string& out) {
   Report report;
   report.text("Every number on this page was measured in the run that wrote it.");
   const bool isWhole = writePreferencesChapter(report, out + "/preferences");
+  const bool isInStep = writeCloudChapter(report, out + "/cloud");
   const bool movedWell = writeAnimationChapter(report);
   const std::string file = std::filesystem::absolute(out + "/index.html").lexically_normal();
   std::ofstream stream(file);
@@ -27,9 +29,11 @@ int tour(const std::string& out) {
   std::printf("%s\n", file.c_str());
   if (!isWhole)
     std::fprintf(stderr, "tessarine: an acknowledged write is missing: %s\n", file.c_str());
+  if (!isInStep)
+    std::fprintf(stderr, "tessarine: two machines did not come into step: %s\n", file.c_str());
   if (!movedWell)
     std::fprintf(stderr, "tessarine: a motion did not end as it should: %s\n", file.c_str());
-  return isWhole && movedWell ? Exit::done : Exit::negative;
+  return isWhole && isInStep && movedWell ? Exit::done : Exit::negative;
 }
 
 /// The processes that the tour starts are this program again.
@@ -55,6 +59,7 @@ void addTour(CLI::App& tool, int& exit) {
   addRole(*role, "watch", watchPositions);
   addRole(*role, "write", writeBurst);
   addRole(*role, "print", printBurst);
+  addRole(*role, "machine", playMachine);
 }
 
 }  // namespace tessarine::tool
