@@ -137,11 +137,9 @@ void UbiquitousController::exportKey(const std::string& key, Stamp stamp,
     changes.push_back({dateKey(key), date});
   }
   changes.push_back({key, value});
-  if (written) {
-    remoteDefaults_->setAll(changes, *written);
-  } else {
-    remoteDefaults_->setAll(changes);
-  }
+  const bool isAccepted =
+      written ? remoteDefaults_->setAll(changes, *written) : remoteDefaults_->setAll(changes);
+  if (!isAccepted) return;  // it stays here, and is tried again when the key is enrolled or synced
   if (keepsLatest && isObserved(key)) {
     const PreferenceChange dated{dateKey(key), date};
     localDefaults_->setAll(std::span(&dated, 1), key, lastWritten);

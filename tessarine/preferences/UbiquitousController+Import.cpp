@@ -24,6 +24,14 @@ bool isSame(const std::optional<PreferenceObject>& left,
   return left->isIdenticalTo(*right);
 }
 
+bool isQuotaViolation(const Notification& notification) {
+  const auto found = notification.userInfo.find(NSUbiquitousKeyValueStoreChangeReasonKey);
+  const int* const reason =
+      found != notification.userInfo.end() ? std::any_cast<int>(&found->second) : nullptr;
+  return reason != nullptr &&
+         *reason == static_cast<int>(NSUbiquitousKeyValueStoreChangeReason::quotaViolationChange);
+}
+
 /// Runs `body` on the main queue, where its writes of `key` are told from those of the host.
 template <class Body>
 void applyCloudImportOnMain(std::string key, Body body) {
@@ -120,6 +128,7 @@ void UbiquitousController::remoteDefaultsDidChange(const Notification& notificat
   if (found == notification.userInfo.end()) return;
   const auto* const keys = std::any_cast<std::vector<std::string>>(&found->second);
   if (keys == nullptr) return;
+  if (remoteDefaults_->keepsLatest() && isQuotaViolation(notification)) return;  // nothing came
   const auto cloudDate = dateIn(*remoteDefaults_->dictionaryRepresentation(), changeDateKey_);
   if (!cloudDate) return;
   queue_->async([self = shared_from_this(), keys = *keys, date = *cloudDate] {
@@ -178,7 +187,11 @@ void UbiquitousController::importKey(const std::string& key, const Pairs& pairs,
   applyCloudImportOnMain(
       key, [self = shared_from_this(), key, value, remoteDate = dateIn(pairs, dateKey(key)), import,
             mirrors = cloudImportMirrorDefaults(key)] {
-        if (!self->store(key, value, remoteDate, import)) return;
+        if (!self->store(key, value, remoteDate, import)) {
+          // Should the write have been noticed within this very import, it was taken for its own.
+          self->queue_->async([self, key] { self->exportChange(key); });
+          return;
+        }
         for (const auto& mirror : mirrors) mirror->set(value, key);
       });
   printKeySyncStatus(key, value, DataStore::local);

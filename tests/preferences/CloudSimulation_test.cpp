@@ -360,7 +360,8 @@ TEST(CloudSimulation, MachinesAgreeOnceAllIsWell) {
   const char* const chosen = std::getenv("TESSARINE_SEED");
   const std::uint64_t first = chosen != nullptr ? std::stoul(chosen) : 0;
   const char* const wanted = std::getenv("TESSARINE_SEEDS");
-  const std::uint64_t count = wanted != nullptr ? std::stoul(wanted) : 100 * test::thoroughness;
+  const std::uint64_t count =
+      wanted != nullptr ? std::stoul(wanted) : std::uint64_t{100} * test::thoroughness;
   const TemporaryFolder suites;
   UserDefaults::setDirectory(suites / "");
   for (std::uint64_t seed = first; seed < first + count; ++seed) {

@@ -303,6 +303,23 @@ TEST_F(UbiquitousControllerTest, RegistersOnceAndLeavesNothingBehind) {
   EXPECT_EQ(remote_->object("k"), PreferenceObject(1));
 }
 
+TEST_F(UbiquitousControllerTest, KeepsWhatTheCloudStoreRefuses) {
+  const auto store = NSUbiquitousKeyValueStore::open(
+      "", {.limits = {.bytesOfValue = 100}, .exchangesByItself = false});
+  const auto controller = UbiquitousController::make(local_, ubiquitousDefaults(store), true);
+  controller->setVesperline({nullptr, {}});
+  controller->startObserving({"k"});
+  write("k", 1);
+  const std::string large(200, 'x');
+  write("k", large);
+  EXPECT_EQ(store->object("k"), PreferenceObject(1));
+  EXPECT_EQ(local_->object("k"), PreferenceObject(large)) << "refused there, and not undone here";
+  store->setLimits({});
+  controller->sync({"k"});
+  clock_.settle();
+  EXPECT_EQ(store->object("k"), PreferenceObject(large));
+}
+
 /// A cloud store whose writes wait at a gate, and with them the controller's queue.
 class GatedStore final : public UbiquitousDefaultsProviding {
  public:

@@ -68,8 +68,12 @@ class Waker {
 
 class NSUbiquitousKeyValueStore::State {
  public:
-  State(const std::string& anyPath, Options anyOptions)
-      : path(anyPath), options(anyOptions), replica(path) {}
+  State(const std::string& anyPath, const Options& options)
+      : path(anyPath),
+        exchangesByItself(options.exchangesByItself),
+        replica(path),
+        limits{options.limits.bytesOfValue, options.limits.keys, options.limits.bytes},
+        wantedBudget(options.budget) {}
 
   bool save();
   std::shared_ptr<CloudTransport> present();
@@ -95,16 +99,13 @@ class NSUbiquitousKeyValueStore::State {
     drift = isOff ? difference : 0;
   }
 
-  CloudReplica::Limits limits() const {
-    return {options.limits.bytesOfValue, options.limits.keys, options.limits.bytes};
-  }
-
   const std::string path;
-  const Options options;
+  const bool exchangesByItself;
 
   /// Of the pairs and of who is signed in. Taken within `exchanging`.
   mutable Mutex mutex;
   CloudReplica replica TESSARINE_GUARDED_BY(mutex);
+  CloudReplica::Limits limits TESSARINE_GUARDED_BY(mutex);
   std::shared_ptr<CloudTransport> transport TESSARINE_GUARDED_BY(mutex);  // null: signed out
   std::int64_t drift TESSARINE_GUARDED_BY(mutex) = 0;
   std::string error TESSARINE_GUARDED_BY(mutex);
@@ -112,6 +113,7 @@ class NSUbiquitousKeyValueStore::State {
 
   /// Held while the hub is asked.
   Mutex exchanging;
+  std::optional<Budget> wantedBudget TESSARINE_GUARDED_BY(exchanging);
   std::optional<WriteBudget> budget TESSARINE_GUARDED_BY(exchanging);
 
   std::atomic<bool> isUnsettled = false;  // written and maybe not on the disk itself
@@ -163,32 +165,45 @@ void NSUbiquitousKeyValueStore::set(std::optional<PreferenceObject> value, std::
   write(changes, std::nullopt);
 }
 
-void NSUbiquitousKeyValueStore::setAll(std::span<const PreferenceChange> changes) {
-  write(changes, std::nullopt);
+bool NSUbiquitousKeyValueStore::setAll(std::span<const PreferenceChange> changes) {
+  return write(changes, std::nullopt);
 }
 
-void NSUbiquitousKeyValueStore::setAll(std::span<const PreferenceChange> changes, Date written) {
-  write(changes, written);
+bool NSUbiquitousKeyValueStore::setAll(std::span<const PreferenceChange> changes, Date written) {
+  return write(changes, written);
 }
 
-void NSUbiquitousKeyValueStore::write(std::span<const PreferenceChange> changes,
+bool NSUbiquitousKeyValueStore::write(std::span<const PreferenceChange> changes,
                                       std::optional<Date> written) {
   bool isAccepted = false;
   {
     const MutexLock lock(state_->mutex);
     const std::int64_t now = state_->now();
     const std::int64_t time = written ? std::min(microsecondsOf(*written), now) : now;
-    isAccepted = state_->replica.write(changes, time, written.has_value(), state_->limits());
+    isAccepted = state_->replica.write(changes, time, written.has_value(), state_->limits);
     state_->startWorker(weak_from_this());
   }
   if (isAccepted) {
     state_->isUnsettled = true;
-    return state_->waker->wake();
+    state_->waker->wake();
+    return true;
   }
   std::vector<std::string> keys;
   keys.reserve(changes.size());
   for (const auto& change : changes) keys.push_back(change.key);
   post(keys, NSUbiquitousKeyValueStoreChangeReason::quotaViolationChange);
+  return false;
+}
+
+void NSUbiquitousKeyValueStore::setLimits(const Limits& limits) {
+  const MutexLock lock(state_->mutex);
+  state_->limits = {limits.bytesOfValue, limits.keys, limits.bytes};
+}
+
+void NSUbiquitousKeyValueStore::setBudget(const std::optional<Budget>& budget) {
+  const MutexLock one(state_->exchanging);
+  state_->wantedBudget = budget;
+  state_->budget.reset();
 }
 
 void NSUbiquitousKeyValueStore::post(const std::vector<std::string>& keys,
@@ -335,10 +350,10 @@ void NSUbiquitousKeyValueStore::State::send(CloudTransport& to, Exchange& result
 
 /// How long the budget holds writes to this hub back.
 double NSUbiquitousKeyValueStore::State::delay(const CloudTransport& to) {
-  if (!options.budget && !to.isBudgeted()) return 0;
+  if (!wantedBudget && !to.isBudgeted()) return 0;
   if (!budget) {
-    const Budget limits = options.budget.value_or(Budget{});
-    budget.emplace(limits.writesPerMinute, limits.writesPerHour);
+    const Budget wanted = wantedBudget.value_or(Budget{});
+    budget.emplace(wanted.writesPerMinute, wanted.writesPerHour);
   }
   const double now = secondsNow();
   return budget->nextAllowed(now) - now;
@@ -409,7 +424,7 @@ class NSUbiquitousKeyValueStore::Worker {
 /// The thread keeps the store alive only while it works.
 void NSUbiquitousKeyValueStore::State::startWorker(
     const std::weak_ptr<NSUbiquitousKeyValueStore>& weak) {
-  if (hasWorker || !options.exchangesByItself) return;
+  if (hasWorker || !exchangesByItself) return;
   hasWorker = detail::startQuietThread("tessarine-cloud", [weak, bell = waker] {
     Worker worker;
     bool hasNews = false;
