@@ -4,12 +4,14 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <random>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "tessarine/system/dispatch/ManualClock.hpp"
@@ -120,6 +122,28 @@ TEST(CloudStore, WhatIsWrittenInOneStepArrivesInOneStep) {
   a.store->setAll(std::vector<PreferenceChange>{{"y", 7}, {"z", 7}}, Date(0));
   EXPECT_EQ(a.value("y"), 2);
   EXPECT_EQ(a.value("z"), 7);
+}
+
+/// Clocks that were ahead, the hub's too, are put right.
+TEST(CloudStore, WritesGoOnWhenAllClocksAreSetBack) {
+  const TemporaryFolder folder;
+  ManualDate clock(Date(800'000'000));
+  Machine a(folder / "a", folder / "hub");
+  Machine b(folder / "b", folder / "hub");
+  clock.advance(366 * 86'400.0);
+  a.store->set(1, "k");
+  a.store->exchange();
+  b.store->exchange();
+  clock.set(Date(800'000'000));
+  for (int value = 2; value < 6; ++value) {
+    const auto [writer, reader] = value % 2 == 0 ? std::pair(&a, &b) : std::pair(&b, &a);
+    writer->store->set(value - 100, "k");
+    writer->store->set(value, "k");
+    writer->store->exchange();
+    reader->store->exchange();
+    EXPECT_EQ(reader->value("k"), value);
+    EXPECT_EQ(writer->store->exchange().sent, 0U);
+  }
 }
 
 class HubOutage : public testing::Test {
@@ -247,6 +271,17 @@ TEST(CloudStore, RefusesWhatPassesALimit) {
   a.store->removeObject("2");
   EXPECT_TRUE(a.reasons.empty());
   EXPECT_EQ(a.store->exchange().sent, 4U);
+  // Beyond the limits by what another machine wrote, everything goes that makes nothing more.
+  Machine b(folder / "b", folder / "hub");
+  for (const char* const key : {"5", "6", "7"}) b.store->set(std::string(150, 'x'), key);
+  b.store->exchange();
+  a.store->exchange();
+  a.reasons.clear();
+  a.store->set(std::string(120, 'x'), "5");
+  a.store->setAll(std::vector<PreferenceChange>{{"6", std::nullopt}, {"8", 1}});
+  EXPECT_TRUE(a.reasons.empty());
+  expectRefused({{"6", 1}});
+  expectRefused({{"3", std::string(50, 'x')}});
 }
 
 TEST(CloudStore, KeepsToItsBudgetAndSendsTheLastValue) {
@@ -306,6 +341,28 @@ TEST(CloudStore, KeepsEachUsersPairsApart) {
   Machine b(folder / "b", folder / "hub");
   b.store->exchange();
   EXPECT_EQ(b.value("k"), 2);
+}
+
+/// Another process of the machine may be somebody else's, who chose last.
+TEST(CloudStore, KeepsToItsUserWhateverOtherProcessesChoose) {
+  const TemporaryFolder folder;
+  Machine ann(folder / "a", folder / "hub");
+  ann.store->set("ann's", "k");
+  ann.store->exchange();
+  Machine bob(folder / "a", "");
+  bob.signIn("bob", folder / "hub");
+  bob.store->set("bob's", "k");
+  bob.store->set("secret", "bob");
+  EXPECT_EQ(ann.store->exchange().sent, 0U);
+  EXPECT_EQ(ann.store->status().user, "ann");
+  EXPECT_EQ(ann.store->object("k"), PreferenceObject("ann's"));
+  ann.store->set("hers", "k");
+  ann.store->exchange();
+  EXPECT_EQ(bob.store->object("k"), PreferenceObject("bob's"));
+  Machine other(folder / "b", folder / "hub");
+  other.store->exchange();
+  EXPECT_EQ(other.store->object("k"), PreferenceObject("hers"));
+  EXPECT_EQ(other.store->object("bob"), std::nullopt);
 }
 
 TEST(CloudStore, SharesAReplicaBetweenProcesses) {
