@@ -24,6 +24,7 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 namespace tessarine {
 namespace {
@@ -450,6 +451,96 @@ TEST(CloudStore, ForgetsRemovalsOnlyWhenNobodyNeedsThem) {
   const auto back = away.store->exchange();
   EXPECT_EQ(away.value("k"), std::nullopt);
   EXPECT_EQ(back.sent, 1U);
+}
+
+TEST(CloudStore, RemovesWhatWasRemovedWhileItWasForgotten) {
+  const TemporaryFolder folder;
+  ManualDate clock(Date(800'000'000));
+  constexpr double day = 86'400;
+  Machine a(folder / "a", folder / "hub");
+  Machine away(folder / "b", folder / "hub");
+  a.store->set(1, "k");
+  a.store->exchange();
+  away.store->exchange();
+  const auto work = [&] {
+    for (int i = 0; i < 70; ++i) {
+      a.store->set(i, "counter");
+      a.store->exchange();
+    }
+  };
+  clock.advance(100 * day);
+  a.store->removeObject("k");
+  a.store->exchange();
+  clock.advance(90 * day);  // the other one is forgotten, and the removal is young
+  a.store->exchange();
+  clock.advance(2 * day);
+  a.store->exchange();
+  work();
+  EXPECT_EQ(away.store->exchange().sent, 0U);
+  EXPECT_EQ(away.value("k"), std::nullopt);
+}
+
+TEST(CloudStore, AHubIsNotMisledByPositionsItDoesNotKnow) {
+  const TemporaryFolder folder;
+  ManualDate clock(Date(800'000'000));
+  EmbeddedCloudHub hub(folder / "hub", "ann");
+  const UUID replica = UUID::random();
+  for (const std::string position : {"", " ", "x", "-7 x", "99999999999999999999 x", "1000000 x"}) {
+    const auto news = hub.pull(replica, position);
+    EXPECT_TRUE(news.isWhole) << position;
+    clock.advance(2 * 86'400.0);  // so that the next one is noted
+  }
+  const auto push = [&](const std::string& key, std::int64_t time) {
+    hub.push(std::vector<CloudEntry>{{key, std::nullopt, {time, 0, replica}}});
+  };
+  const std::int64_t now = 1'778'307'200'000'000;
+  push("removed", now);
+  for (int i = 0; i < 70; ++i) push("other", now + i);
+  EXPECT_EQ(hub.pull(replica, "").entries.size(), 2U) << "nobody has seen the removal yet";
+}
+
+/// What lies in the place of the hub or its bell may fail, and never holds anybody up.
+TEST(CloudStore, BearsWhatIsNoFile) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
+  Machine a(folder / "a", folder / "fifo");
+  a.store->set(1, "k");
+  EXPECT_NE(a.store->exchange().error, "");
+  ASSERT_EQ(::mkfifo((folder / "hub.bell").c_str(), 0600), 0);
+  a.signIn("ann", folder / "hub");
+  EXPECT_EQ(a.store->exchange().sent, 1U);
+  // Without a bell it is to be asked now and then.
+  std::filesystem::remove(folder / "hub.bell");
+  std::filesystem::create_symlink("missing/bell", folder / "hub.bell");
+  EmbeddedCloudHub hub(folder / "hub", "ann");
+  EXPECT_EQ(hub.pull(UUID::random(), "").entries.size(), 1U);
+  EXPECT_EQ(hub.newsDescriptor(), -1);
+  std::filesystem::create_directory(folder / "missing");
+  hub.pull(UUID::random(), "");
+  EXPECT_GE(hub.newsDescriptor(), 0);
+}
+
+TEST(CloudStore, BearsAnyKeyValueAndClock) {
+  const TemporaryFolder folder;
+  ManualDate clock(Date(0));
+  Machine a(folder / "a", folder / "hub", {.limits = {.bytes = 10'000'000}});
+  Machine b(folder / "b", folder / "hub");
+  const std::string keys[] = {"", std::string("\0a\0", 3), std::string(200'000, 'k'), "\xff\xfe"};
+  PreferenceObject nested(1);
+  for (int i = 0; i < 511; ++i) nested = PreferenceObject::Array{nested};
+  constexpr double infinite = std::numeric_limits<double>::infinity();
+  int number = 0;
+  for (const double time : {0.0, infinite, -infinite, -63'114'076'800.0, 1e300, 800'000'000.0}) {
+    clock.set(Date(time));
+    for (const auto& key : keys) a.store->set(++number, key);
+    a.store->setAll(std::vector<PreferenceChange>{{"twice", 1}, {"twice", nested}});
+    a.store->setAll(std::vector<PreferenceChange>{{"past", 1}}, Date(-time));
+    EXPECT_EQ(a.store->exchange().error, "");
+    EXPECT_EQ(b.store->exchange().error, "");
+    EXPECT_EQ(*a.store->dictionaryRepresentation(), *b.store->dictionaryRepresentation()) << time;
+    EXPECT_EQ(b.value(keys[0]), number - 3) << time;
+  }
+  EXPECT_EQ(b.store->object("twice"), nested);
 }
 
 /// The stores' own threads: no exchange is asked for here.
