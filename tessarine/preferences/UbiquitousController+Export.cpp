@@ -115,7 +115,8 @@ void UbiquitousController::syncToCloud(const std::optional<std::string>& key, St
     exportKey(*key, stamp, {std::move(base)});
   } else {
     remoteDefaults_->set(std::move(base.value), changeDateKey_);
-    for (const auto& observed : observedKeys_) exportKey(observed, stamp, {});
+    const auto keys = observedKeys_;  // who is told of a step may enrol and withdraw keys
+    for (const auto& observed : keys) exportKey(observed, stamp, {});
   }
 }
 
@@ -137,11 +138,9 @@ void UbiquitousController::exportKey(const std::string& key, Stamp stamp,
     changes.push_back({dateKey(key), date});
   }
   changes.push_back({key, value});
-  if (written) {
-    remoteDefaults_->setAll(changes, *written);
-  } else {
-    remoteDefaults_->setAll(changes);
-  }
+  const bool isTaken =
+      written ? remoteDefaults_->setAll(changes, *written) : remoteDefaults_->setAll(changes);
+  if (keepsLatest && !isTaken) return;  // it stays undated here, so that the cloud does not win
   if (keepsLatest && isObserved(key)) {
     const PreferenceChange dated{dateKey(key), date};
     localDefaults_->setAll(std::span(&dated, 1), key, lastWritten);

@@ -24,6 +24,15 @@ bool isSame(const std::optional<PreferenceObject>& left,
   return left->isIdenticalTo(*right);
 }
 
+/// Whether it tells of a write that the cloud store did not take, and of no change.
+bool isRefusal(const Notification& notification) {
+  const auto found = notification.userInfo.find(NSUbiquitousKeyValueStoreChangeReasonKey);
+  if (found == notification.userInfo.end()) return false;
+  const auto* const reason = std::any_cast<int>(&found->second);
+  return reason != nullptr &&
+         *reason == static_cast<int>(NSUbiquitousKeyValueStoreChangeReason::quotaViolationChange);
+}
+
 /// Runs `body` on the main queue, where its writes of `key` are told from those of the host.
 template <class Body>
 void applyCloudImportOnMain(std::string key, Body body) {
@@ -120,6 +129,7 @@ void UbiquitousController::remoteDefaultsDidChange(const Notification& notificat
   if (found == notification.userInfo.end()) return;
   const auto* const keys = std::any_cast<std::vector<std::string>>(&found->second);
   if (keys == nullptr) return;
+  if (remoteDefaults_->keepsLatest() && isRefusal(notification)) return;
   const auto cloudDate = dateIn(*remoteDefaults_->dictionaryRepresentation(), changeDateKey_);
   if (!cloudDate) return;
   queue_->async([self = shared_from_this(), keys = *keys, date = *cloudDate] {
@@ -180,6 +190,7 @@ void UbiquitousController::importKey(const std::string& key, const Pairs& pairs,
             mirrors = cloudImportMirrorDefaults(key)] {
         if (!self->store(key, value, remoteDate, import)) return;
         for (const auto& mirror : mirrors) mirror->set(value, key);
+        if (remoteDate) self->exportWhatObserversWrote(key);
       });
   printKeySyncStatus(key, value, DataStore::local);
   notificationPostDebouncer_->debounce(DispatchQueue::main(), [weak = weak_from_this()] {
@@ -211,6 +222,15 @@ bool UbiquitousController::store(const std::string& key, const Value& value,
     return false;
   }
   return localDefaults_->setAll(changes, key, lastWritten);
+}
+
+/// For a store that keeps the later write: an observer of the host may have answered an import by
+/// another value of the key, which is told from the import by its time alone.
+void UbiquitousController::exportWhatObserversWrote(const std::string& key) {
+  if (!remoteDefaults_->keepsLatest() || !isWrittenSinceDated(key)) return;
+  queue_->async([weak = weak_from_this(), key] {
+    if (const auto controller = weak.lock()) controller->exportChange(key);
+  });
 }
 
 void UbiquitousController::importAll(const Pairs& pairs) {

@@ -10,7 +10,7 @@ namespace tessarine {
 
 UbiquitousDefaultsProviding::~UbiquitousDefaultsProviding() = default;
 
-void UbiquitousDefaultsProviding::setAll(std::span<const PreferenceChange> changes) {
+bool UbiquitousDefaultsProviding::setAll(std::span<const PreferenceChange> changes) {
   for (const auto& [key, value] : changes) {
     if (value) {
       set(value, key);
@@ -18,11 +18,12 @@ void UbiquitousDefaultsProviding::setAll(std::span<const PreferenceChange> chang
       removeObject(key);
     }
   }
+  return true;
 }
 
-void UbiquitousDefaultsProviding::setAll(std::span<const PreferenceChange> changes,
+bool UbiquitousDefaultsProviding::setAll(std::span<const PreferenceChange> changes,
                                          Date /*written*/) {
-  setAll(changes);
+  return setAll(changes);
 }
 
 // ---- the real one ----
@@ -46,10 +47,12 @@ class CloudStoreDefaults final : public UbiquitousDefaultsProviding {
   }
   void removeObject(std::string_view key) override { store_->removeObject(key); }
   bool synchronize() override { return store_->synchronize(); }
-  void setAll(std::span<const PreferenceChange> changes) override { store_->setAll(changes); }
+  bool setAll(std::span<const PreferenceChange> changes) override {
+    return store_->setAll(changes);
+  }
   bool keepsLatest() const override { return true; }
-  void setAll(std::span<const PreferenceChange> changes, Date written) override {
-    store_->setAll(changes, written);
+  bool setAll(std::span<const PreferenceChange> changes, Date written) override {
+    return store_->setAll(changes, written);
   }
   const void* notificationObject() const override { return store_.get(); }
 

@@ -42,15 +42,16 @@ class TESSARINE_EXPORT UbiquitousDefaultsProviding {
   /// Asks the store to exchange data with the cloud now.
   virtual bool synchronize() = 0;
 
-  /// Performs all changes in order, in one step where the store knows how.
-  virtual void setAll(std::span<const PreferenceChange> changes);
+  /// Performs all changes in order, in one step where the store knows how. False when the store
+  /// refused them, and nothing is done.
+  virtual bool setAll(std::span<const PreferenceChange> changes);
 
   /// Whether the store itself keeps of two writes of a key the one made later, on whatever machine.
   /// Then what it holds is never older than what this machine wrote, and dates need no comparing.
   virtual bool keepsLatest() const { return false; }
   /// For such a store: what was written at `written`, which takes effect only where nothing was
   /// written since. By default like `setAll` without a date.
-  virtual void setAll(std::span<const PreferenceChange> changes, Date written);
+  virtual bool setAll(std::span<const PreferenceChange> changes, Date written);
 
   virtual const void* notificationObject() const { return this; }
 };

@@ -163,15 +163,15 @@ void NSUbiquitousKeyValueStore::set(std::optional<PreferenceObject> value, std::
   write(changes, std::nullopt);
 }
 
-void NSUbiquitousKeyValueStore::setAll(std::span<const PreferenceChange> changes) {
-  write(changes, std::nullopt);
+bool NSUbiquitousKeyValueStore::setAll(std::span<const PreferenceChange> changes) {
+  return write(changes, std::nullopt);
 }
 
-void NSUbiquitousKeyValueStore::setAll(std::span<const PreferenceChange> changes, Date written) {
-  write(changes, written);
+bool NSUbiquitousKeyValueStore::setAll(std::span<const PreferenceChange> changes, Date written) {
+  return write(changes, written);
 }
 
-void NSUbiquitousKeyValueStore::write(std::span<const PreferenceChange> changes,
+bool NSUbiquitousKeyValueStore::write(std::span<const PreferenceChange> changes,
                                       std::optional<Date> written) {
   bool isAccepted = false;
   {
@@ -183,12 +183,14 @@ void NSUbiquitousKeyValueStore::write(std::span<const PreferenceChange> changes,
   }
   if (isAccepted) {
     state_->isUnsettled = true;
-    return state_->waker->wake();
+    state_->waker->wake();
+    return true;
   }
   std::vector<std::string> keys;
   keys.reserve(changes.size());
   for (const auto& change : changes) keys.push_back(change.key);
   post(keys, NSUbiquitousKeyValueStoreChangeReason::quotaViolationChange);
+  return false;
 }
 
 void NSUbiquitousKeyValueStore::post(const std::vector<std::string>& keys,
@@ -300,7 +302,8 @@ bool NSUbiquitousKeyValueStore::State::receive(CloudTransport& from, Exchange& r
     identity = replica.identity();
     position = replica.position();
   }
-  const auto news = from.pull(identity, position);
+  auto news = from.pull(identity, position);
+  news.now = std::clamp(news.now, -detail::farthestTime, detail::farthestTime);
   result.isReached = true;
   result.received = news.entries.size();
   const MutexLock lock(mutex);

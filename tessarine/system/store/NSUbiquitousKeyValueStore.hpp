@@ -104,11 +104,12 @@ class TESSARINE_EXPORT NSUbiquitousKeyValueStore
   void set(std::optional<PreferenceObject> value, std::string_view key);
   void removeObject(std::string_view key) { set(std::nullopt, key); }
 
-  /// Performs all changes in one step, here and on every other machine.
-  void setAll(std::span<const PreferenceChange> changes);
+  /// Performs all changes in one step, here and on every other machine. False when that would pass
+  /// a limit, and nothing is done.
+  bool setAll(std::span<const PreferenceChange> changes);
   /// The same for what was written at `written`, maybe long ago: it takes effect only where nothing
   /// was written since.
-  void setAll(std::span<const PreferenceChange> changes, Date written);
+  bool setAll(std::span<const PreferenceChange> changes, Date written);
 
   /// Asks for an exchange with the hub now, and does not wait for it. False when nobody is signed
   /// in.
@@ -146,7 +147,9 @@ class TESSARINE_EXPORT NSUbiquitousKeyValueStore
   class State;
   class Worker;
   NSUbiquitousKeyValueStore(const std::string& path, Options options);
-  void write(std::span<const PreferenceChange> changes, std::optional<Date> written);
+  bool write(std::span<const PreferenceChange> changes, std::optional<Date> written);
+  std::vector<std::string> enter(const std::string& user,
+                                 std::shared_ptr<CloudTransport> transport);
   void post(const std::vector<std::string>& keys, NSUbiquitousKeyValueStoreChangeReason reason);
 
   const std::unique_ptr<State> state_;
