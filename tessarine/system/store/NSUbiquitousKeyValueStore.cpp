@@ -206,10 +206,18 @@ void NSUbiquitousKeyValueStore::post(const std::vector<std::string>& keys,
 
 void NSUbiquitousKeyValueStore::signIn(const std::string& user,
                                        std::shared_ptr<CloudTransport> transport) {
-  signOut();
+  post(enter(user, std::move(transport)), NSUbiquitousKeyValueStoreChangeReason::accountChange);
+}
+
+/// Signs in and gives the keys whose pairs have become others.
+std::vector<std::string> NSUbiquitousKeyValueStore::enter(
+    const std::string& user, std::shared_ptr<CloudTransport> transport) {
   CloudReplica::Keys keys;
+  std::shared_ptr<CloudTransport> former;  // destroyed after the locks
   {
+    const MutexLock done(state_->exchanging);
     const MutexLock lock(state_->mutex);
+    former = std::exchange(state_->transport, nullptr);
     if (state_->replica.use(user)) {
       state_->transport = std::move(transport);
       state_->error.clear();
@@ -219,14 +227,15 @@ void NSUbiquitousKeyValueStore::signIn(const std::string& user,
     keys = state_->replica.takeChangedKeys();
     state_->startWorker(weak_from_this());
   }
-  post(keys, NSUbiquitousKeyValueStoreChangeReason::accountChange);
   state_->waker->wake();
+  return keys;
 }
 
 void NSUbiquitousKeyValueStore::signOut() {
+  std::shared_ptr<CloudTransport> former;  // destroyed after the locks
   const MutexLock done(state_->exchanging);
   const MutexLock lock(state_->mutex);
-  state_->transport.reset();
+  former.swap(state_->transport);
 }
 
 NSUbiquitousKeyValueStore::Status NSUbiquitousKeyValueStore::status() const {

@@ -144,6 +144,7 @@ class TESSARINE_EXPORT NSUbiquitousKeyValueStore
   Exchange exchange();
 
  private:
+  friend struct CloudAccount;
   class State;
   class Worker;
   NSUbiquitousKeyValueStore(const std::string& path, Options options);
