@@ -111,11 +111,15 @@ void UbiquitousController::syncToCloud(const std::optional<std::string>& key, St
     log->verboseLog([&] { return "iCloud Pref: syncToCloud: " + key.value_or(""); });
   }
   PreferenceChange base{changeDateKey_, internal::baseStamp()};
+  if (key && remoteDefaults_->keepsLatest()) {
+    return exportKey(*key, stamp, {std::move(base)});  // all in one step
+  }
+  remoteDefaults_->set(std::move(base.value), changeDateKey_);
   if (key) {
-    exportKey(*key, stamp, {std::move(base)});
+    exportKey(*key, stamp, {});
   } else {
-    remoteDefaults_->set(std::move(base.value), changeDateKey_);
-    for (const auto& observed : observedKeys_) exportKey(observed, stamp, {});
+    const auto keys = observedKeys_;  // who is told of a step may enrol and withdraw keys
+    for (const auto& observed : keys) exportKey(observed, stamp, {});
   }
 }
 

@@ -141,7 +141,7 @@ void UbiquitousController::importChanges(const std::vector<std::string>& changed
   const bool keepsLatest = remoteDefaults_->keepsLatest();
   const auto localBase = localDate(changeDateKey_);
   // A store that keeps the later write has decided by each key's own time.
-  if (!keepsLatest && localBase && *localBase >= cloudDate) return;
+  if (!keepsLatest && localBase && !(*localBase < cloudDate)) return;
   const std::unordered_set<std::string_view> changed(changedKeys.begin(), changedKeys.end());
   const auto pairs = remoteDefaults_->dictionaryRepresentation();
   const auto log = logger();
@@ -193,6 +193,7 @@ void UbiquitousController::importKey(const std::string& key, const Pairs& pairs,
           return;
         }
         for (const auto& mirror : mirrors) mirror->set(value, key);
+        if (remoteDate) self->exportWhatObserversWrote(key);
       });
   printKeySyncStatus(key, value, DataStore::local);
   notificationPostDebouncer_->debounce(DispatchQueue::main(), [weak = weak_from_this()] {
@@ -224,6 +225,15 @@ bool UbiquitousController::store(const std::string& key, const Value& value,
     return false;
   }
   return localDefaults_->setAll(changes, key, lastWritten);
+}
+
+/// For a store that keeps the later write: an observer of the host may have answered an import by
+/// another value of the key, which is told from the import by its time alone.
+void UbiquitousController::exportWhatObserversWrote(const std::string& key) {
+  if (!remoteDefaults_->keepsLatest() || !isWrittenSinceDated(key)) return;
+  queue_->async([weak = weak_from_this(), key] {
+    if (const auto controller = weak.lock()) controller->exportChange(key);
+  });
 }
 
 void UbiquitousController::importAll(const Pairs& pairs) {

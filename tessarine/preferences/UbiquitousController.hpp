@@ -169,6 +169,7 @@ class TESSARINE_EXPORT UbiquitousController final
   void importAll(const Pairs& pairs);
   bool store(const std::string& key, const Value& value, std::optional<Date> remoteDate,
              Import import) const;
+  void exportWhatObserversWrote(const std::string& key);
   std::vector<std::shared_ptr<UserDefaults>> cloudImportMirrorDefaults(std::string_view key) const;
   void syncKey(const std::string& key, std::optional<DataStore> source, const Pairs& pairs);
   void syncEverything(DataStore source, Stamp stamp);

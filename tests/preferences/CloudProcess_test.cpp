@@ -2,7 +2,9 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tessarine/preferences.hpp"
@@ -104,6 +106,36 @@ TEST(CloudProcessDeathTest, OptingOutEndsTheExchangeForGood) {
         << "an export runs to its end against the store that holds nothing";
     EXPECT_EQ(UserDefault<int>("k", {.defaultValue = 0, .iCloud = true}).ubiquitousController(),
               nullptr);
+  });
+}
+
+/// A hub that nothing comes from.
+class EmptyHub : public CloudTransport {
+ public:
+  News pull(const UUID& /*replica*/, const std::string& /*position*/) override { return {}; }
+  void push(std::span<const CloudEntry> /*entries*/) override {}
+};
+
+TEST(CloudProcessDeathTest, AccountAndStoreAreOfOneUser) {
+  inProcess([](const TemporaryFolder& /*folder*/) {
+    const auto store = NSUbiquitousKeyValueStore::defaultStore();
+    for (int round = 0; round < 100; ++round) {
+      std::vector<std::thread> threads;
+      for (const std::string user : {"ann", "bob", ""}) {
+        threads.emplace_back([user] {
+          if (user.empty()) return CloudAccount::signOut();
+          CloudAccount::signIn({.user = user, .hub = "none"}, std::make_shared<EmptyHub>());
+        });
+      }
+      for (auto& thread : threads) thread.join();
+      const auto account = CloudAccount::current();
+      const auto status = store->status();
+      ASSERT_EQ(account.has_value(), status.isSignedIn);
+      if (account) {
+        ASSERT_EQ(account->user, status.user);
+      }
+    }
+    CloudAccount::signOut();
   });
 }
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <random>
 #include <sstream>
@@ -409,12 +410,19 @@ class CloudRound : public testing::Test {
 };
 
 TEST_F(CloudRound, OneWriteIsOneBatchAndOneCallAMachine) {
+  std::mutex mutex;  // an export notes its date on the controller's queue
   std::map<std::string, int> calls;
+  const auto count = [&](const std::string& key) {
+    return [&mutex, &calls, key](const ChangeDictionary& /*change*/) {
+      const std::scoped_lock lock(mutex);
+      ++calls[key];
+    };
+  };
   std::vector<std::shared_ptr<void>> observations;
   for (Machine& machine : machines_) {
-    observations.push_back(machine.domains[0]->observe("a", [&](const auto&) { ++calls["a"]; }));
-    observations.push_back(
-        machine.domains[0]->observe("udcDate.a", [&](const auto&) { ++calls["udcDate.a"]; }));
+    for (const std::string key : {"a", "udcDate.a"}) {
+      observations.push_back(machine.domains[0]->observe(key, count(key)));
+    }
   }
   machines_[1].domains[0]->set(1, "a");
   machines_[1].domains[0]->set(1, "b.c");

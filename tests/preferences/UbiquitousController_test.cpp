@@ -15,6 +15,7 @@
 #include "tessarine/system/desktop/NSWorkspace.hpp"
 #include "tessarine/system/dispatch/MainQueue.hpp"
 #include "tessarine/system/dispatch/ManualClock.hpp"
+#include "tessarine/system/store/EmbeddedCloudHub.hpp"
 #include "tessarine/values/ManualDate.hpp"
 #include "tests/system/store/support/TemporaryFolder.hpp"
 
@@ -282,6 +283,25 @@ TEST_F(UbiquitousControllerTest, CopiesImportsToMirrors) {
   EXPECT_EQ(mirror->object("k"), std::nullopt);
 }
 
+TEST_F(UbiquitousControllerTest, TakesKeysInWhileItSendsOthers) {
+  local_->set(1, "a");
+  local_->set(1, "b");
+  controller_->startObserving({"a", "b"});
+  int count = 0;
+  const auto token = NotificationCenter::defaultCenter().addObserver(
+      NSUbiquitousKeyValueStoreDidChangeExternallyNotification, remote_.get(),
+      [&](const Notification&) {
+        Keys keys{"b"};
+        controller_->stopObserving(keys);
+        for (int i = 0; i < 50; ++i) keys.push_back("new" + std::to_string(++count));
+        controller_->startObserving(keys);
+      });
+  controller_->sync({}, DataStore::local);
+  EXPECT_EQ(remote_->object("a"), PreferenceObject(1));
+  EXPECT_EQ(remote_->object("b"), PreferenceObject(1));
+  clock_.settle();
+}
+
 TEST_F(UbiquitousControllerTest, RegistersOnceAndLeavesNothingBehind) {
   controller_->start(true);
   controller_->start(true);
@@ -377,6 +397,77 @@ TEST(UbiquitousThreads, ControllersComeAndGoWhileBothSidesWrite) {
   }
   for (auto& writer : writers) writer.join();
   while (MainQueue::drain() > 0) continue;
+}
+
+/// A controller on a store that keeps the later write.
+class RealStoreTest : public testing::Test {
+ protected:
+  using Store = NSUbiquitousKeyValueStore;
+
+  static std::shared_ptr<Store> open() {
+    return Store::open("", {.limits = {.bytesOfValue = 100}, .exchangesByItself = false});
+  }
+  RealStoreTest() {
+    controller_->setVesperline({nullptr, {}});
+    controller_->startObserving({"k"});
+    store_->signIn("ann", std::make_shared<EmbeddedCloudHub>(folder_ / "hub", "ann"));
+    other_->signIn("ann", std::make_shared<EmbeddedCloudHub>(folder_ / "hub", "ann"));
+  }
+  void write(PreferenceObject value) {
+    date_.advance(1);
+    local_->set(std::move(value), "k");
+    clock_.settle();
+  }
+  void exchange() {
+    store_->exchange();
+    other_->exchange();
+    store_->exchange();
+    clock_.settle();
+  }
+
+  const TemporaryFolder folder_;
+  ManualClock clock_;
+  ManualDate date_{Date(800'000'000)};
+  std::shared_ptr<UserDefaults> local_ = UserDefaults::temporary();
+  std::shared_ptr<Store> store_ = open();
+  std::shared_ptr<Store> other_ = open();
+  std::shared_ptr<UbiquitousController> controller_ =
+      UbiquitousController::make(local_, ubiquitousDefaults(store_), true);
+};
+
+TEST_F(RealStoreTest, ARefusedWriteStaysHere) {
+  write(1);
+  const PreferenceObject large(std::string(200, 'x'));
+  write(large);
+  exchange();
+  EXPECT_EQ(local_->object("k"), large) << "the former value does not come back";
+  EXPECT_EQ(other_->object("k"), PreferenceObject(1));
+  controller_->stopObserving({"k"});
+  controller_->startObserving({"k"});
+  clock_.settle();
+  EXPECT_EQ(local_->object("k"), large);
+  // What another machine writes later takes its place all the same.
+  date_.advance(1);
+  other_->setAll(std::vector<PreferenceChange>{
+      {"udcDate", Date::now()}, {"udcDate.k", Date::now()}, {"k", 3}});
+  exchange();
+  exchange();
+  EXPECT_EQ(local_->object("k"), PreferenceObject(3));
+}
+
+TEST_F(RealStoreTest, SendsWhatAnObserverAnswersToAnImport) {
+  write(1);
+  exchange();
+  const auto observation = local_->observe("k", [&](const auto&) {
+    if (dynamicCast<int>(local_->object("k")) > 10) local_->set(10, "k");
+  });
+  date_.advance(1);
+  other_->setAll(std::vector<PreferenceChange>{{"udcDate.k", Date::now()}, {"k", 99}});
+  date_.advance(1);
+  exchange();
+  exchange();
+  EXPECT_EQ(local_->object("k"), PreferenceObject(10));
+  EXPECT_EQ(other_->object("k"), PreferenceObject(10));
 }
 
 }  // namespace

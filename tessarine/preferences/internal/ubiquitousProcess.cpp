@@ -30,7 +30,10 @@ bool looksLikeTests() {
     if (ProcessInfo::environment(name)) return true;
   }
   const auto arguments = ProcessInfo::arguments();
-  return !arguments.empty() && std::filesystem::path(arguments.front()).filename() == "xctest";
+  if (arguments.empty()) return false;
+  std::string program = arguments.front();
+  while (program.size() > 1 && program.ends_with('/')) program.pop_back();
+  return std::filesystem::path(program).filename() == "xctest";
 }
 
 bool isCurrentExtensionShaped() {

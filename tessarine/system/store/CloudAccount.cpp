@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "tessarine/system/dispatch/Mutex.hpp"
 #include "tessarine/system/store/EmbeddedCloudHub.hpp"
@@ -12,9 +13,14 @@ namespace tessarine {
 namespace {
 
 struct Present {
+  Mutex changing;  // held while account and store become another's; taken before `mutex`
   Mutex mutex;
   std::optional<CloudAccount> account TESSARINE_GUARDED_BY(mutex);
 
+  void set(const std::optional<CloudAccount>& next) {
+    const MutexLock lock(mutex);
+    account = next;
+  }
   static Present& shared() {
     static auto& present = *new Present;
     return present;
@@ -36,19 +42,20 @@ void CloudAccount::signIn(const CloudAccount& account) { signIn(account, transpo
 void CloudAccount::signIn(const CloudAccount& account, std::shared_ptr<CloudTransport> transport) {
   if (account.user.empty()) throw std::invalid_argument("the user of a cloud account has no name");
   auto& present = Present::shared();
+  auto& store = *NSUbiquitousKeyValueStore::defaultStore();
+  std::vector<std::string> keys;
   {
-    const MutexLock lock(present.mutex);
-    present.account = account;
+    const MutexLock change(present.changing);
+    present.set(account);
+    keys = store.enter(account.user, std::move(transport));
   }
-  NSUbiquitousKeyValueStore::defaultStore()->signIn(account.user, std::move(transport));
+  store.post(keys, NSUbiquitousKeyValueStoreChangeReason::accountChange);
 }
 
 void CloudAccount::signOut() {
   auto& present = Present::shared();
-  {
-    const MutexLock lock(present.mutex);
-    present.account.reset();
-  }
+  const MutexLock change(present.changing);
+  present.set(std::nullopt);
   NSUbiquitousKeyValueStore::defaultStore()->signOut();
 }
 

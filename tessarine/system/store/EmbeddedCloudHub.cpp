@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <charconv>
 #include <optional>
 #include <string_view>
@@ -79,19 +80,21 @@ class EmbeddedCloudHub::Bell {
   Bell(const Bell&) = delete;
   Bell& operator=(const Bell&) = delete;
 
-  int descriptor() const { return watch_; }
+  /// -1 while the file cannot be watched. Any thread.
+  int descriptor() const { return isWatching_ ? watch_ : -1; }
 
   /// Makes the file when missing, and watches it when it is another than before.
   void watch() {
     const auto present = identityOf(path_);
     if (present && present == watched_) return;
-    const int file = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    const int file = open();
     if (file >= 0) ::close(file);
-    if (::inotify_add_watch(watch_, path_.c_str(), IN_MODIFY) >= 0) watched_ = identityOf(path_);
+    isWatching_ = ::inotify_add_watch(watch_, path_.c_str(), IN_MODIFY) >= 0;
+    watched_ = isWatching_ ? identityOf(path_) : std::nullopt;
   }
 
   void ring() const {
-    const int file = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const int file = open();
     if (file < 0) return;
     // Who misses it hears of the push with the next one, or when it asks by itself.
     [[maybe_unused]] const auto written = ::pwrite(file, "!", 1, 0);
@@ -105,8 +108,14 @@ class EmbeddedCloudHub::Bell {
   }
 
  private:
+  /// Never waits, whatever lies there.
+  int open() const {
+    return ::open(path_.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600);
+  }
+
   const std::string path_;
   const int watch_;
+  std::atomic<bool> isWatching_ = false;
   std::optional<std::pair<dev_t, ino_t>> watched_;
 };
 
@@ -141,12 +150,13 @@ class EmbeddedCloudHub::File {
 
   News pull(const UUID& replica, const std::string& text) {
     News news;
-    const Position position = Position::of(text);
+    Position position = Position::of(text);
     database_.read([&] {
       const Position present = latest();
       news.position = present.text();
       // To a replica that was forgotten it may never have been told what was removed.
-      news.isWhole = !isKnown(position) || !askedAt(replica);
+      if (!isKnown(position)) position = {};
+      news.isWhole = position.identity.empty() || !askedAt(replica);
       news_.run(user_, news.isWhole ? std::int64_t{-1} : position.push);
       while (news_.next()) {
         news.entries.push_back(
@@ -235,6 +245,13 @@ class EmbeddedCloudHub::File {
     database_.prepare("DELETE FROM pushes WHERE user = ?1 AND push <= ?2")
         .execute(user_, number - pushesRemembered);
     const std::int64_t oldest = now() - detail::longestRemembered;
+    // What such a replica has seen and the hub does not hold was removed in its absence.
+    database_
+        .prepare(
+            "INSERT INTO forgotten SELECT ?1, max(asked) + ?3 FROM replicas WHERE user = ?1"
+            " AND asked < ?2 HAVING count(*) > 0"
+            " ON CONFLICT(user) DO UPDATE SET until = max(until, excluded.until)")
+        .execute(user_, oldest, 2 * microsecondsADay);
     database_.prepare("DELETE FROM replicas WHERE user = ?1 AND asked < ?2").execute(user_, oldest);
     database_
         .prepare(

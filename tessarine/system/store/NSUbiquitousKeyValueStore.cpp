@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <limits>
 #include <utility>
 
@@ -75,6 +76,8 @@ class NSUbiquitousKeyValueStore::State {
         limits{options.limits.bytesOfValue, options.limits.keys, options.limits.bytes},
         wantedBudget(options.budget) {}
 
+  template <class Step>
+  static void attempt(Exchange& result, Step step);
   bool save();
   std::shared_ptr<CloudTransport> present();
   bool receive(CloudTransport& from, Exchange& result);
@@ -219,10 +222,18 @@ void NSUbiquitousKeyValueStore::post(const std::vector<std::string>& keys,
 
 void NSUbiquitousKeyValueStore::signIn(const std::string& user,
                                        std::shared_ptr<CloudTransport> transport) {
-  signOut();
+  post(enter(user, std::move(transport)), NSUbiquitousKeyValueStoreChangeReason::accountChange);
+}
+
+/// Signs in and gives the keys whose pairs have become others.
+std::vector<std::string> NSUbiquitousKeyValueStore::enter(
+    const std::string& user, std::shared_ptr<CloudTransport> transport) {
   CloudReplica::Keys keys;
+  std::shared_ptr<CloudTransport> former;  // destroyed after the locks
   {
+    const MutexLock done(state_->exchanging);
     const MutexLock lock(state_->mutex);
+    former = std::exchange(state_->transport, nullptr);
     if (state_->replica.use(user)) {
       state_->transport = std::move(transport);
       state_->error.clear();
@@ -232,14 +243,15 @@ void NSUbiquitousKeyValueStore::signIn(const std::string& user,
     keys = state_->replica.takeChangedKeys();
     state_->startWorker(weak_from_this());
   }
-  post(keys, NSUbiquitousKeyValueStoreChangeReason::accountChange);
   state_->waker->wake();
+  return keys;
 }
 
 void NSUbiquitousKeyValueStore::signOut() {
+  std::shared_ptr<CloudTransport> former;  // destroyed after the locks
   const MutexLock done(state_->exchanging);
   const MutexLock lock(state_->mutex);
-  state_->transport.reset();
+  former.swap(state_->transport);
 }
 
 NSUbiquitousKeyValueStore::Status NSUbiquitousKeyValueStore::status() const {
@@ -275,21 +287,26 @@ NSUbiquitousKeyValueStore::Exchange NSUbiquitousKeyValueStore::exchange() {
     result.error = "nobody is signed in";
     return result;
   }
-  try {
-    const bool isInitial = state_->receive(*transport, result);
-    CloudReplica::Keys keys;
-    {
-      const MutexLock lock(state_->mutex);
-      keys = state_->replica.takeChangedKeys();
-    }
-    using Reason = NSUbiquitousKeyValueStoreChangeReason;
-    post(keys, isInitial ? Reason::initialSyncChange : Reason::serverChange);
-    state_->send(*transport, result);
-  } catch (const CloudTransportError& error) {
-    result.error = error.what();
+  bool isInitial = false;
+  state_->attempt(result, [&] { isInitial = state_->receive(*transport, result); });
+  CloudReplica::Keys keys;
+  {
+    const MutexLock lock(state_->mutex);
+    keys = state_->replica.takeChangedKeys();
   }
+  using Reason = NSUbiquitousKeyValueStoreChangeReason;
+  post(keys, isInitial ? Reason::initialSyncChange : Reason::serverChange);
+  if (result.isReached) state_->attempt(result, [&] { state_->send(*transport, result); });
   state_->note(result);
   return result;
+}
+
+/// Whatever a transport throws is an outage.
+template <class Step>
+void NSUbiquitousKeyValueStore::State::attempt(Exchange& result, Step step) try {
+  step();
+} catch (const std::exception& error) {
+  result.error = error.what();
 }
 
 /// Brings what is only in memory into the file. False when the file refuses.
@@ -315,7 +332,8 @@ bool NSUbiquitousKeyValueStore::State::receive(CloudTransport& from, Exchange& r
     identity = replica.identity();
     position = replica.position();
   }
-  const auto news = from.pull(identity, position);
+  auto news = from.pull(identity, position);
+  news.now = std::clamp(news.now, -detail::farthestTime, detail::farthestTime);
   result.isReached = true;
   result.received = news.entries.size();
   const MutexLock lock(mutex);
@@ -396,8 +414,16 @@ class NSUbiquitousKeyValueStore::Worker {
   static constexpr double longestUnsettled = 1;
   static constexpr double longestBackoff = 30;
 
+  /// An observer that throws here has no caller to reach.
+  static Exchange exchanged(NSUbiquitousKeyValueStore& store) try {
+    return store.exchange();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "tessarine: an observer of the cloud store threw: %s\n", error.what());
+    return {};
+  }
+
   void exchange(NSUbiquitousKeyValueStore& store, double now) {
-    const Exchange result = store.exchange();
+    const Exchange result = exchanged(store);
     isFailing_ = !result.error.empty();
     backoff_ = isFailing_ ? std::clamp(2 * backoff_, 1.0, longestBackoff) : 0;
     isHeldBack_ = isFailing_ || result.delay > 0;

@@ -148,10 +148,13 @@ class TESSARINE_EXPORT NSUbiquitousKeyValueStore
   Exchange exchange();
 
  private:
+  friend struct CloudAccount;
   class State;
   class Worker;
   NSUbiquitousKeyValueStore(const std::string& path, Options options);
   bool write(std::span<const PreferenceChange> changes, std::optional<Date> written);
+  std::vector<std::string> enter(const std::string& user,
+                                 std::shared_ptr<CloudTransport> transport);
   void post(const std::vector<std::string>& keys, NSUbiquitousKeyValueStoreChangeReason reason);
 
   const std::unique_ptr<State> state_;

@@ -4,12 +4,14 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <random>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "tessarine/system/dispatch/ManualClock.hpp"
@@ -22,6 +24,7 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 namespace tessarine {
 namespace {
@@ -120,6 +123,28 @@ TEST(CloudStore, WhatIsWrittenInOneStepArrivesInOneStep) {
   a.store->setAll(std::vector<PreferenceChange>{{"y", 7}, {"z", 7}}, Date(0));
   EXPECT_EQ(a.value("y"), 2);
   EXPECT_EQ(a.value("z"), 7);
+}
+
+/// Clocks that were ahead, the hub's too, are put right.
+TEST(CloudStore, WritesGoOnWhenAllClocksAreSetBack) {
+  const TemporaryFolder folder;
+  ManualDate clock(Date(800'000'000));
+  Machine a(folder / "a", folder / "hub");
+  Machine b(folder / "b", folder / "hub");
+  clock.advance(366 * 86'400.0);
+  a.store->set(1, "k");
+  a.store->exchange();
+  b.store->exchange();
+  clock.set(Date(800'000'000));
+  for (int value = 2; value < 6; ++value) {
+    const auto [writer, reader] = value % 2 == 0 ? std::pair(&a, &b) : std::pair(&b, &a);
+    writer->store->set(value - 100, "k");
+    writer->store->set(value, "k");
+    writer->store->exchange();
+    reader->store->exchange();
+    EXPECT_EQ(reader->value("k"), value);
+    EXPECT_EQ(writer->store->exchange().sent, 0U);
+  }
 }
 
 class HubOutage : public testing::Test {
@@ -247,6 +272,17 @@ TEST(CloudStore, RefusesWhatPassesALimit) {
   a.store->removeObject("2");
   EXPECT_TRUE(a.reasons.empty());
   EXPECT_EQ(a.store->exchange().sent, 4U);
+  // Beyond the limits by what another machine wrote, everything goes that makes nothing more.
+  Machine b(folder / "b", folder / "hub");
+  for (const char* const key : {"5", "6", "7"}) b.store->set(std::string(150, 'x'), key);
+  b.store->exchange();
+  a.store->exchange();
+  a.reasons.clear();
+  a.store->set(std::string(120, 'x'), "5");
+  a.store->setAll(std::vector<PreferenceChange>{{"6", std::nullopt}, {"8", 1}});
+  EXPECT_TRUE(a.reasons.empty());
+  expectRefused({{"6", 1}});
+  expectRefused({{"3", std::string(50, 'x')}});
 }
 
 TEST(CloudStore, KeepsToItsBudgetAndSendsTheLastValue) {
@@ -306,6 +342,28 @@ TEST(CloudStore, KeepsEachUsersPairsApart) {
   Machine b(folder / "b", folder / "hub");
   b.store->exchange();
   EXPECT_EQ(b.value("k"), 2);
+}
+
+/// Another process of the machine may be somebody else's, who chose last.
+TEST(CloudStore, KeepsToItsUserWhateverOtherProcessesChoose) {
+  const TemporaryFolder folder;
+  Machine ann(folder / "a", folder / "hub");
+  ann.store->set("ann's", "k");
+  ann.store->exchange();
+  Machine bob(folder / "a", "");
+  bob.signIn("bob", folder / "hub");
+  bob.store->set("bob's", "k");
+  bob.store->set("secret", "bob");
+  EXPECT_EQ(ann.store->exchange().sent, 0U);
+  EXPECT_EQ(ann.store->status().user, "ann");
+  EXPECT_EQ(ann.store->object("k"), PreferenceObject("ann's"));
+  ann.store->set("hers", "k");
+  ann.store->exchange();
+  EXPECT_EQ(bob.store->object("k"), PreferenceObject("bob's"));
+  Machine other(folder / "b", folder / "hub");
+  other.store->exchange();
+  EXPECT_EQ(other.store->object("k"), PreferenceObject("hers"));
+  EXPECT_EQ(other.store->object("bob"), std::nullopt);
 }
 
 TEST(CloudStore, SharesAReplicaBetweenProcesses) {
@@ -393,6 +451,96 @@ TEST(CloudStore, ForgetsRemovalsOnlyWhenNobodyNeedsThem) {
   const auto back = away.store->exchange();
   EXPECT_EQ(away.value("k"), std::nullopt);
   EXPECT_EQ(back.sent, 1U);
+}
+
+TEST(CloudStore, RemovesWhatWasRemovedWhileItWasForgotten) {
+  const TemporaryFolder folder;
+  ManualDate clock(Date(800'000'000));
+  constexpr double day = 86'400;
+  Machine a(folder / "a", folder / "hub");
+  Machine away(folder / "b", folder / "hub");
+  a.store->set(1, "k");
+  a.store->exchange();
+  away.store->exchange();
+  const auto work = [&] {
+    for (int i = 0; i < 70; ++i) {
+      a.store->set(i, "counter");
+      a.store->exchange();
+    }
+  };
+  clock.advance(100 * day);
+  a.store->removeObject("k");
+  a.store->exchange();
+  clock.advance(90 * day);  // the other one is forgotten, and the removal is young
+  a.store->exchange();
+  clock.advance(2 * day);
+  a.store->exchange();
+  work();
+  EXPECT_EQ(away.store->exchange().sent, 0U);
+  EXPECT_EQ(away.value("k"), std::nullopt);
+}
+
+TEST(CloudStore, AHubIsNotMisledByPositionsItDoesNotKnow) {
+  const TemporaryFolder folder;
+  ManualDate clock(Date(800'000'000));
+  EmbeddedCloudHub hub(folder / "hub", "ann");
+  const UUID replica = UUID::random();
+  for (const std::string position : {"", " ", "x", "-7 x", "99999999999999999999 x", "1000000 x"}) {
+    const auto news = hub.pull(replica, position);
+    EXPECT_TRUE(news.isWhole) << position;
+    clock.advance(2 * 86'400.0);  // so that the next one is noted
+  }
+  const auto push = [&](const std::string& key, std::int64_t time) {
+    hub.push(std::vector<CloudEntry>{{key, std::nullopt, {time, 0, replica}}});
+  };
+  const std::int64_t now = 1'778'307'200'000'000;
+  push("removed", now);
+  for (int i = 0; i < 70; ++i) push("other", now + i);
+  EXPECT_EQ(hub.pull(replica, "").entries.size(), 2U) << "nobody has seen the removal yet";
+}
+
+/// What lies in the place of the hub or its bell may fail, and never holds anybody up.
+TEST(CloudStore, BearsWhatIsNoFile) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
+  Machine a(folder / "a", folder / "fifo");
+  a.store->set(1, "k");
+  EXPECT_NE(a.store->exchange().error, "");
+  ASSERT_EQ(::mkfifo((folder / "hub.bell").c_str(), 0600), 0);
+  a.signIn("ann", folder / "hub");
+  EXPECT_EQ(a.store->exchange().sent, 1U);
+  // Without a bell it is to be asked now and then.
+  std::filesystem::remove(folder / "hub.bell");
+  std::filesystem::create_symlink("missing/bell", folder / "hub.bell");
+  EmbeddedCloudHub hub(folder / "hub", "ann");
+  EXPECT_EQ(hub.pull(UUID::random(), "").entries.size(), 1U);
+  EXPECT_EQ(hub.newsDescriptor(), -1);
+  std::filesystem::create_directory(folder / "missing");
+  hub.pull(UUID::random(), "");
+  EXPECT_GE(hub.newsDescriptor(), 0);
+}
+
+TEST(CloudStore, BearsAnyKeyValueAndClock) {
+  const TemporaryFolder folder;
+  ManualDate clock(Date(0));
+  Machine a(folder / "a", folder / "hub", {.limits = {.bytes = 10'000'000}});
+  Machine b(folder / "b", folder / "hub");
+  const std::string keys[] = {"", std::string("\0a\0", 3), std::string(200'000, 'k'), "\xff\xfe"};
+  PreferenceObject nested(1);
+  for (int i = 0; i < 511; ++i) nested = PreferenceObject::Array{nested};
+  constexpr double infinite = std::numeric_limits<double>::infinity();
+  int number = 0;
+  for (const double time : {0.0, infinite, -infinite, -63'114'076'800.0, 1e300, 800'000'000.0}) {
+    clock.set(Date(time));
+    for (const auto& key : keys) a.store->set(++number, key);
+    a.store->setAll(std::vector<PreferenceChange>{{"twice", 1}, {"twice", nested}});
+    a.store->setAll(std::vector<PreferenceChange>{{"past", 1}}, Date(-time));
+    EXPECT_EQ(a.store->exchange().error, "");
+    EXPECT_EQ(b.store->exchange().error, "");
+    EXPECT_EQ(*a.store->dictionaryRepresentation(), *b.store->dictionaryRepresentation()) << time;
+    EXPECT_EQ(b.value(keys[0]), number - 3) << time;
+  }
+  EXPECT_EQ(b.store->object("twice"), nested);
 }
 
 /// The stores' own threads: no exchange is asked for here.

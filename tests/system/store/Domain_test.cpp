@@ -1,7 +1,14 @@
 #include "tessarine/system/store/internal/Domain.hpp"
 
+#include <barrier>
 #include <map>
+#include <memory>
+#include <mutex>
 #include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "tests/system/store/support/TemporaryFolder.hpp"
 #include "tests/system/store/support/arbitraryObject.hpp"
@@ -107,6 +114,47 @@ class Pair {
   Dictionary model_;
   std::set<std::string> written_;
 };
+
+TEST(Domain, TimesOfWritingRiseInTheOrderOfTheWrites) {
+  const TemporaryFolder folder;
+  Domain one(folder / "domain");
+  Domain two(folder / "domain");
+  Domain reader(folder / "domain");
+  const auto token = std::make_shared<int>();
+  std::mutex mutex;
+  std::vector<std::string> order;
+  reader.addObserverOfAllKeys(token, [&](std::string_view key, const auto&, const auto&) {
+    const std::scoped_lock lock(mutex);
+    order.emplace_back(key);
+  });
+  const auto taken = [&]() -> std::vector<std::string> {
+    reader.refresh();
+    const std::scoped_lock lock(mutex);
+    return order.size() == 2 ? std::exchange(order, {}) : std::vector<std::string>{};
+  };
+  constexpr int rounds = 1'000;
+  std::barrier step(3);
+  const auto writeTo = [&](Domain& domain, const std::string& key) {
+    return std::thread([&, key] {
+      for (int round = 0; round < rounds; ++round) {
+        step.arrive_and_wait();
+        set(domain, key, round);
+        step.arrive_and_wait();
+      }
+    });
+  };
+  std::thread first = writeTo(one, "a");
+  std::thread second = writeTo(two, "b");
+  for (int round = 0; round < rounds; ++round) {
+    step.arrive_and_wait();
+    step.arrive_and_wait();
+    std::vector<std::string> keys;
+    while (keys.empty()) keys = taken();
+    EXPECT_LT(reader.lastWritten(keys[0]), reader.lastWritten(keys[1]));
+  }
+  first.join();
+  second.join();
+}
 
 RC_GTEST_PROP(Domain, AgreesWithAMapAcrossReopeningAndFolding, ()) {
   Pair pair;

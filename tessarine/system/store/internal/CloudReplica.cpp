@@ -35,8 +35,9 @@ class CloudReplica::File {
   explicit File(const std::string& path)
       : database(path, schema, {.isSynchronous = false}),
         version_(database.prepare("PRAGMA data_version")),
-        present_(database.prepare("SELECT replica, present.account, user, position, exchanged"
-                                  " FROM present JOIN accounts USING(account)")),
+        present_(database.prepare("SELECT replica, accounts.account, user, position, exchanged"
+                                  " FROM present JOIN accounts ON accounts.account ="
+                                  " iif(?1 = 0, present.account, ?1)")),
         changed_(database.prepare("SELECT key, value, time, counter, replica, standing, change"
                                   " FROM entries WHERE account = ?1 AND change > ?2")),
         put_(database.prepare("INSERT INTO entries VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)"
@@ -62,9 +63,10 @@ class CloudReplica::File {
     std::string position;
     std::optional<std::int64_t> exchanged;
   };
-  Present present() {
+  /// Of the account `chosen`; 0: of the one that was chosen last by any process.
+  Present present(std::int64_t chosen) {
     Present present;
-    present_.run();
+    present_.run(chosen);
     while (present_.next()) {
       present = {uuidOf(present_.text(0)), present_.integer(1), std::string(present_.text(2)),
                  std::string(present_.text(3)), std::nullopt};
@@ -92,6 +94,21 @@ class CloudReplica::File {
     move_.execute(account, position, exchanged.value_or(0));
   }
 
+  /// Makes the account of `user` the one that processes begin with, and gives it.
+  std::int64_t choose(const std::string& user) {
+    const std::int64_t account = accountOf(user);
+    database.prepare("UPDATE present SET account = ?1").execute(account);
+    return account;
+  }
+
+  void forgetRemovals(std::int64_t before) {
+    database.prepare("DELETE FROM entries WHERE value IS NULL AND standing = 0 AND time < ?1")
+        .execute(before);
+  }
+
+  SQLite database;
+
+ private:
   /// The account of `user`, made when missing. The first user takes over what was nobody's.
   std::int64_t accountOf(const std::string& user) {
     auto find = database.prepare("SELECT account FROM accounts WHERE user = ?1");
@@ -105,18 +122,7 @@ class CloudReplica::File {
     database.prepare("INSERT INTO accounts(user, position) VALUES(?1, x'')").execute(user);
     return database.number("SELECT last_insert_rowid()");
   }
-  void choose(std::int64_t account) {
-    database.prepare("UPDATE present SET account = ?1").execute(account);
-  }
 
-  void forgetRemovals(std::int64_t before) {
-    database.prepare("DELETE FROM entries WHERE value IS NULL AND standing = 0 AND time < ?1")
-        .execute(before);
-  }
-
-  SQLite database;
-
- private:
   SQLite::Statement version_;
   SQLite::Statement present_;
   SQLite::Statement changed_;
@@ -140,6 +146,7 @@ void CloudReplica::open() {
     try {
       file_ = std::make_unique<File>(path_);
       file_->forgetRemovals(microsecondsOf(Date::now()) - longestRemembered);
+      if (!user_.empty()) chooseInFile(user_);  // signed in while there was no file
       load();
       return;
     } catch (const DatabaseError& error) {
@@ -163,7 +170,7 @@ void CloudReplica::report(const std::string& reason) {
 
 /// Everything of the account that the file names.
 void CloudReplica::load() {
-  const auto present = file_->present();
+  const auto present = file_->present(chosen_);
   identity_ = present.replica;
   if (account_ != 0 && account_ != present.account) {  // another process changed users
     unsaved_.clear();
@@ -176,9 +183,7 @@ void CloudReplica::load() {
   applied_ = 0;
   version_ = file_->version();
   const Entries before = std::exchange(entries_, {});
-  pairs_ = std::make_shared<Pairs>();
-  waiting_ = 0;
-  bytes_ = 0;
+  forgetPairs();
   const auto take = [this](std::string_view key, const Entry& entry, std::int64_t change) {
     apply(key, entry, Origin::here);
     applied_ = std::max(applied_, change);
@@ -198,7 +203,7 @@ void CloudReplica::load() {
 void CloudReplica::takeOver() {
   const std::int64_t version = file_->version();
   if (version == version_) return;
-  const auto present = file_->present();
+  const auto present = file_->present(chosen_);
   if (present.account != account_) return load();
   if (!isPositionUnsaved_) {
     position_ = present.position;
@@ -239,15 +244,28 @@ void CloudReplica::apply(std::string_view key, Entry entry, Origin origin) {
   auto found = entries_.find(key);
   if (found == entries_.end()) found = entries_.emplace(key, Entry{}).first;
   Entry& held = found->second;
-  if (held.standing == Standing::waiting) --waiting_;
-  if (entry.standing == Standing::waiting) ++waiting_;
-  if (held.value) bytes_ -= key.size() + held.value->size();
-  if (entry.value) bytes_ += key.size() + entry.value->size();
+  if (held.isWaiting()) --waiting_;
+  if (entry.isWaiting()) ++waiting_;
+  if (held.value) {
+    --keys_;
+    bytes_ -= key.size() + held.value->size();
+  }
+  if (entry.value) {
+    ++keys_;
+    bytes_ += key.size() + entry.value->size();
+  }
   if (held.value != entry.value) {
     showPair(key, entry.value);
     if (origin == Origin::elsewhere) changedKeys_.emplace_back(key);
   }
   held = std::move(entry);
+}
+
+void CloudReplica::forgetPairs() {
+  pairs_ = std::make_shared<Pairs>();
+  waiting_ = 0;
+  keys_ = 0;
+  bytes_ = 0;
 }
 
 /// Who holds the former state keeps it. A value that cannot be read, as a newer version may write
@@ -306,14 +324,14 @@ bool CloudReplica::commitToFile(Changed& changed, Decide decide) {
 // ---- users ----
 
 bool CloudReplica::use(const std::string& user) {
-  if (user == user_) return true;
+  if (user == user_) {
+    chosen_ = account_;
+    return true;
+  }
   if (file_) {
     if (!saveUnsaved()) return false;  // it is the former user's
     try {
-      file_->database.write([&] {
-        takeOver();
-        file_->choose(file_->accountOf(user));
-      });
+      chooseInFile(user);
       load();
     } catch (const DatabaseError& error) {
       report(error.what());
@@ -326,12 +344,16 @@ bool CloudReplica::use(const std::string& user) {
     unsaved_.clear();
     position_.clear();
     exchanged_.reset();
-    pairs_ = std::make_shared<Pairs>();
-    waiting_ = 0;
-    bytes_ = 0;
+    forgetPairs();
   }
   user_ = user;
   return true;
+}
+
+void CloudReplica::chooseInFile(const std::string& user) {
+  std::int64_t account = 0;
+  file_->database.write([&] { account = file_->choose(user); });
+  chosen_ = account;
 }
 
 // ---- writing ----
@@ -360,7 +382,9 @@ bool CloudReplica::write(std::span<const PreferenceChange> changes, std::int64_t
     for (auto& [key, bytes] : encoded) {
       const auto found = entries_.find(*key);
       if (found != entries_.end() && !(found->second.stamp < stamp)) continue;
-      changed.insert_or_assign(*key, Entry{stamp, bytes, Standing::waiting});
+      const Standing standing =
+          found != entries_.end() ? standingOver(found->second, now) : Standing::waiting;
+      changed.insert_or_assign(*key, Entry{stamp, bytes, standing});
     }
     isAccepted = isWithin(changed, limits);
     if (!isAccepted) changed.clear();
@@ -368,23 +392,26 @@ bool CloudReplica::write(std::span<const PreferenceChange> changes, std::int64_t
   return isAccepted;
 }
 
-/// Whether all pairs are within the limits after the change, or the change makes none worse.
+CloudReplica::Standing CloudReplica::standingOver(const Entry& held, std::int64_t now) {
+  const bool isAbove = held.standing != Standing::waiting && held.stamp.time > now;
+  return isAbove ? Standing::waitingAbove : Standing::waiting;
+}
+
+/// Whether the change passes no limit: what is beyond one already must not become more.
 bool CloudReplica::isWithin(const Changed& changed, const Limits& limits) const {
-  std::size_t keys = pairs_->size();
+  std::size_t keys = keys_;
   std::size_t bytes = bytes_;
-  bool isMore = false;
   for (const auto& [key, entry] : changed) {
     const auto found = entries_.find(key);
     const auto* const held =
         found != entries_.end() && found->second.value ? &*found->second.value : nullptr;
     const std::size_t before = held != nullptr ? key.size() + held->size() : 0;
     const std::size_t after = entry.value ? key.size() + entry.value->size() : 0;
-    if (entry.value && entry.value->size() > limits.bytesOfValue) return false;
+    if (entry.value && entry.value->size() > limits.bytesOfValue && after > before) return false;
     keys = keys + (after > 0 ? 1 : 0) - (before > 0 ? 1 : 0);
     bytes = bytes + after - before;
-    isMore = isMore || after > before;
   }
-  return !isMore || (keys <= limits.keys && bytes <= limits.bytes);
+  return keys <= std::max(limits.keys, keys_) && bytes <= std::max(limits.bytes, bytes_);
 }
 
 // ---- exchange ----
@@ -462,7 +489,8 @@ void CloudReplica::defer(const Changed& changed) {
 /// An entry that came back is there for good. An older one shows that the hub has lost the one that
 /// is held here.
 CloudReplica::Standing CloudReplica::standingAfter(const Entry& held, const CloudEntry& arrived) {
-  return held.stamp == arrived.stamp ? Standing::there : Standing::waiting;
+  if (held.stamp == arrived.stamp) return Standing::there;
+  return held.isWaiting() ? held.standing : Standing::waiting;
 }
 
 /// What did not come: what was sent has been lost, since it would be news; and of a hub that tells
@@ -472,7 +500,7 @@ void CloudReplica::mergeAbsent(const CloudTransport::News& news, Changed& change
   std::set<std::string_view> arrived;
   for (const CloudEntry& entry : news.entries) arrived.insert(entry.key);
   for (const auto& [key, entry] : entries_) {
-    if (entry.standing == Standing::waiting || arrived.contains(key)) continue;
+    if (entry.isWaiting() || arrived.contains(key)) continue;
     const bool isForgotten =
         entry.standing == Standing::there && entry.stamp.time <= news.forgottenUntil;
     if (entry.standing == Standing::sent || (news.isWhole && !isForgotten)) {
@@ -488,7 +516,7 @@ std::vector<CloudEntry> CloudReplica::waiting() const {
   if (waiting_ == 0) return entries;
   entries.reserve(waiting_);
   for (const auto& [key, entry] : entries_) {
-    if (entry.standing == Standing::waiting) entries.push_back({key, entry.value, entry.stamp});
+    if (entry.isWaiting()) entries.push_back({key, entry.value, entry.stamp});
   }
   return entries;
 }

@@ -63,7 +63,8 @@ class CloudReplica {
   /// How many pairs and removals the hub does not have yet.
   std::size_t waitingCount() const { return waiting_; }
 
-  /// The pairs of `user` from now on. False when the file does not let it.
+  /// The pairs of `user` from now on, whomever other processes choose; before it is called they are
+  /// those of the user that any of them chose last. False when the file does not let it.
   bool use(const std::string& user);
 
   /// Writes the changes in one step, unless that would pass a limit: then false, and nothing is
@@ -95,12 +96,17 @@ class CloudReplica {
 
  private:
   /// What the hub has of an entry: it has it for good, knows nothing of it, or was sent it; that it
-  /// kept it shows when it comes back.
-  enum class Standing : std::uint8_t { there, waiting, sent };
+  /// kept it shows when it comes back. `waitingAbove`: it waits, and took the place of one that the
+  /// hub has with a later time than the clock's, so it must keep a greater stamp than that.
+  enum class Standing : std::uint8_t { there, waiting, sent, waitingAbove };
   struct Entry {
     CloudStamp stamp;
     std::optional<std::string> value;  // in its stored form
     Standing standing = Standing::there;
+
+    bool isWaiting() const {
+      return standing == Standing::waiting || standing == Standing::waitingAbove;
+    }
   };
   using Entries = std::map<std::string, Entry, std::less<>>;
   using Changed = std::map<std::string, Entry, std::less<>>;
@@ -111,11 +117,14 @@ class CloudReplica {
   void takeOver();
   enum class Origin { here, elsewhere };
   void apply(std::string_view key, Entry entry, Origin origin);
+  void forgetPairs();
   void showPair(std::string_view key, const std::optional<std::string>& value);
+  static Standing standingOver(const Entry& held, std::int64_t now);
   static Standing standingAfter(const Entry& held, const CloudEntry& arrived);
   Changed mergedOf(const CloudTransport::News& news) const;
   void mergeAbsent(const CloudTransport::News& news, Changed& changed) const;
   void defer(const Changed& changed);
+  void chooseInFile(const std::string& user);
   template <class Decide>
   void commit(Origin origin, Decide decide);
   template <class Decide>
@@ -132,6 +141,7 @@ class CloudReplica {
   std::string position_;
   std::optional<std::int64_t> exchanged_;
   std::int64_t account_ = 0;
+  std::int64_t chosen_ = 0;   // by `use`; 0: the account that any process chose last
   std::int64_t applied_ = 0;  // the last change of the file that is in memory
   std::int64_t version_ = 0;  // of the file, as this connection counts what others commit
   Entries entries_;
@@ -140,6 +150,7 @@ class CloudReplica {
   std::shared_ptr<Pairs> pairs_ = std::make_shared<Pairs>();
   Keys changedKeys_;
   std::size_t waiting_ = 0;
+  std::size_t keys_ = 0;  // that have a value, also one that cannot be read
   std::size_t bytes_ = 0;
 };
 

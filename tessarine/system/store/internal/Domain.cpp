@@ -327,8 +327,11 @@ bool Domain::write(std::span<const Write> writes, const std::optional<Expectatio
     const MutexLock lock(mutex_);
     takeOver(deliveries);
     if (!removesNothing(writes, deliveries)) {
-      const double written = timeOfWriting();
-      stored = store(encoded.records(written), expectation, deliveries);
+      double written = 0;
+      const auto records = [&]() TESSARINE_REQUIRES(mutex_) {
+        return encoded.records(written = timeOfWriting());
+      };
+      stored = store(records, expectation, deliveries);
       if (stored != Stored::unexpected) {
         for (const auto& write : writes) {
           change(write.key, entryOf(write.key), write.value, written, deliveries);
@@ -368,18 +371,22 @@ bool Domain::removesNothing(std::span<const Write> writes, Deliveries& deliverie
   return entry == nullptr || (entry->isKnown && !entry->value);
 }
 
-Domain::Stored Domain::store(std::span<const Journal::Record> records,
-                             const std::optional<Expectation>& expectation,
+/// Stores what `recordsNow` gives once no other process can write any more, so that the times of
+/// writing rise in the order of the writes.
+template <class RecordsNow>
+Domain::Stored Domain::store(RecordsNow recordsNow, const std::optional<Expectation>& expectation,
                              Deliveries& deliveries) {
   Journal* const journal = files_ ? files_->journal() : nullptr;
   if (journal == nullptr) {
     if (!meets(expectation)) return Stored::unexpected;
+    recordsNow();
     applied_ = ownHead_.fetch_add(1) + 1;
     return files_ ? Stored::refused : Stored::yes;
   }
   const JournalLock lock(*journal);
   takeOver(*journal, deliveries);
   if (!meets(expectation)) return Stored::unexpected;
+  const std::span<const Journal::Record> records = recordsNow();
   if (!files_->store(*journal, records)) return Stored::refused;
   applied_ = journal->head().load(std::memory_order_relaxed);
   if (!refused_.empty()) {
@@ -396,7 +403,7 @@ bool Domain::storeRefused(Deliveries& deliveries) {
     const Entry& entry = entryOf(key);
     encoded.add(key, entry.value, entry.written);
   }
-  return store(encoded.records(), std::nullopt, deliveries) == Stored::yes;
+  return store([&] { return encoded.records(); }, std::nullopt, deliveries) == Stored::yes;
 }
 
 void Domain::adoptJournal(Deliveries& deliveries) {

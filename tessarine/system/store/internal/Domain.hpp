@@ -147,9 +147,9 @@ class Domain {
   bool meets(const std::optional<Expectation>& expectation) TESSARINE_REQUIRES(mutex_);
   double timeOfWriting() const TESSARINE_REQUIRES(mutex_);
   enum class Stored { yes, refused, unexpected };
-  Stored store(std::span<const Journal::Record> records,
-               const std::optional<Expectation>& expectation, Deliveries& deliveries)
-      TESSARINE_REQUIRES(mutex_);
+  template <class RecordsNow>
+  Stored store(RecordsNow recordsNow, const std::optional<Expectation>& expectation,
+               Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   bool storeRefused(Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   void adoptJournal(Deliveries& deliveries) TESSARINE_REQUIRES(mutex_);
   void refuseUnknownToFiles() TESSARINE_REQUIRES(mutex_);

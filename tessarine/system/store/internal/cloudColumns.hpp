@@ -36,12 +36,16 @@ inline std::optional<std::string> ownedText(const SQLite::Statement& row, int co
   return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 
+/// Times are within this of 1970, microseconds: some 36,000 years. So the sums and differences of
+/// a few of them are numbers.
+inline constexpr std::int64_t farthestTime = std::int64_t{1} << 60U;
+
 /// Microseconds since 1970, clamped for dates that are no numbers or far off.
 inline std::int64_t microsecondsOf(Date date) {
   const double microseconds = date.timeIntervalSince1970() * 1e6;
-  constexpr double limit = 0x1p62;
-  if (!(microseconds > -limit)) return -(std::int64_t{1} << 62U);
-  return microseconds < limit ? static_cast<std::int64_t>(microseconds) : std::int64_t{1} << 62U;
+  constexpr auto limit = static_cast<double>(farthestTime);
+  if (!(microseconds > -limit)) return -farthestTime;
+  return microseconds < limit ? static_cast<std::int64_t>(microseconds) : farthestTime;
 }
 
 }  // namespace tessarine::detail
