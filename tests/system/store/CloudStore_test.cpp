@@ -295,7 +295,8 @@ TEST(CloudStore, KeepsToItsBudgetAndSendsTheLastValue) {
   double time = 0;
   int value = 0;
   const auto pass = [&](double seconds, bool isDragged) {
-    for (const double end = time + seconds; time < end; time += 0.25) {
+    const int quarters = static_cast<int>(seconds * 4);
+    for (int i = 0; i < quarters; ++i, time += 0.25) {
       clock.advance(0.25);
       if (isDragged) a.store->set(++value, "slider");
       if (a.store->exchange().sent > 0) sent.push_back(time);

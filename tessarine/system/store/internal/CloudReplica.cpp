@@ -1,6 +1,7 @@
 #include "tessarine/system/store/internal/CloudReplica.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <set>
@@ -272,6 +273,7 @@ void CloudReplica::forgetPairs() {
 /// it, is kept and passed on, but not shown.
 void CloudReplica::showPair(std::string_view key, const std::optional<std::string>& value) {
   if (pairs_.use_count() > 1) pairs_ = std::make_shared<Pairs>(*pairs_);
+  std::atomic_thread_fence(std::memory_order_acquire);  // behind the reads of who held it last
   auto object = value ? decodeObject(*value) : std::nullopt;
   const auto found = pairs_->find(key);
   if (object && found != pairs_->end()) {
