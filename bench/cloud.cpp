@@ -231,13 +231,6 @@ Latencies latenciesOfCloud() {
   return latencies;
 }
 
-Latencies latenciesOfPipe() {
-  Latencies latencies;
-  const Child writer({"--stamp-pipe", folder});
-  for (std::int64_t stamp = 0; writer.read(stamp);) latencies.push_back(now() - stamp);
-  return latencies;
-}
-
 // ---- the program ----
 
 const std::unordered_map<std::string, void (*)()> roles{
@@ -249,7 +242,8 @@ void registerRows() {
   makeFolder();
   using benchmark::RegisterBenchmark;
   addLatency("latency/two machines, hub in a file", latenciesOfCloud);
-  addLatency("latency/floor: a pipe, read by a waiting thread", latenciesOfPipe);
+  addLatency("latency/floor: a pipe, read by a waiting thread",
+             [] { return latenciesOfPipe(folder); });
   RegisterBenchmark("write/key that is not enrolled", write, false)
       ->UseManualTime()
       ->Iterations(20);

@@ -131,16 +131,10 @@ Latencies latenciesOfStore() {
   return latencies;
 }
 
-Latencies latenciesOfPipe() {
-  Latencies latencies;
-  const Child writer({"--stamp-pipe", folder});
-  for (std::int64_t stamp = 0; writer.read(stamp);) latencies.push_back(now() - stamp);
-  return latencies;
-}
-
 void registerLatency() {
   addLatency("latency/UserDefaults observer", latenciesOfStore);
-  addLatency("latency/floor: a pipe, read by a waiting thread", latenciesOfPipe);
+  addLatency("latency/floor: a pipe, read by a waiting thread",
+             [] { return latenciesOfPipe(folder); });
 }
 
 // ---- the program ----

@@ -78,6 +78,14 @@ void writeStamps(Write write) {
 /// Nanoseconds from each stamp until this process has it.
 using Latencies = std::vector<std::int64_t>;
 
+/// The floor: a child in the role "--stamp-pipe" writes its stamps to a pipe.
+Latencies latenciesOfPipe(const std::string& place) {
+  Latencies latencies;
+  const Child writer({"--stamp-pipe", place});
+  for (std::int64_t stamp = 0; writer.read(stamp);) latencies.push_back(now() - stamp);
+  return latencies;
+}
+
 void addLatency(const char* name, Latencies (*measureLatencies)()) {
   benchmark::RegisterBenchmark(
       name,
