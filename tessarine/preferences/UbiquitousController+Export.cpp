@@ -153,14 +153,14 @@ void UbiquitousController::exportKey(const std::string& key, Stamp stamp,
 }
 
 /// Whether anything is known of the key here: a machine on which it was never written has nothing
-/// to say. With `Stamp::ofWrite` also gives when the value was written, as far as that is known.
+/// to say. With `Stamp::ofWrite` also gives when the value was written, which has to be known.
 bool UbiquitousController::mayExport(const std::string& key, Stamp stamp,
                                      std::optional<Date>& written) const {
   const auto lastWritten = localDefaults_->lastWritten(key);
   if (!lastWritten) return false;
-  if (stamp == Stamp::ofWrite)
-    written = isWrittenSinceDated(key) ? lastWritten : localDate(dateKey(key));
-  return true;
+  if (stamp == Stamp::now) return true;
+  written = isWrittenSinceDated(key) ? lastWritten : localDate(dateKey(key));
+  return written.has_value();
 }
 
 // ---- what happened while nobody looked ----
@@ -190,16 +190,11 @@ void UbiquitousController::bringOut(const std::string& key) {
   const auto pairs = remoteDefaults_->dictionaryRepresentation();
   const auto cloudDate = internal::dateIn(*pairs, dateKey(key));
   const bool isUnsent = isWrittenSinceDated(key);
-  if (isUnsent && cloudDate) {
-    const auto value = localDefaults_->object(key);
-    const auto found = pairs->find(key);
-    const bool isSame =
-        found != pairs->end() ? value && value->isIdenticalTo(found->second) : !value.has_value();
-    if (isSame) {  // nothing to tell
-      const PreferenceChange dated{dateKey(key), *cloudDate};
-      localDefaults_->setAll(std::span(&dated, 1), key, lastWritten);
-      return;
-    }
+  if (isUnsent && cloudDate &&
+      internal::isSame(localDefaults_->object(key), internal::valueIn(*pairs, key))) {
+    const PreferenceChange dated{dateKey(key), *cloudDate};  // there is nothing to tell
+    localDefaults_->setAll(std::span(&dated, 1), key, lastWritten);
+    return;
   }
   // Without a date there the cloud knows nothing of the key, or has lost it.
   const bool isLost = !cloudDate && localDate(dateKey(key));

@@ -11,18 +11,8 @@ namespace tessarine {
 namespace {
 
 using internal::dateIn;
-
-std::optional<PreferenceObject> valueIn(const PreferenceObject::Dictionary& pairs,
-                                        std::string_view key) {
-  const auto found = pairs.find(key);
-  return found != pairs.end() ? std::optional(found->second) : std::nullopt;
-}
-
-bool isSame(const std::optional<PreferenceObject>& left,
-            const std::optional<PreferenceObject>& right) {
-  if (!left || !right) return left.has_value() == right.has_value();
-  return left->isIdenticalTo(*right);
-}
+using internal::isSame;
+using internal::valueIn;
 
 bool isQuotaViolation(const Notification& notification) {
   const auto found = notification.userInfo.find(NSUbiquitousKeyValueStoreChangeReasonKey);
