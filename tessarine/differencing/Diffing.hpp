@@ -16,6 +16,7 @@
 
 #include "tessarine/differencing/CollectionChanges.hpp"
 #include "tessarine/differencing/IdentifierIndex.hpp"
+#include "tessarine/differencing/NumberEdit.hpp"
 #include "tessarine/differencing/ShortestEdit.hpp"
 #include "tessarine/values/Hashable.hpp"
 
@@ -45,11 +46,11 @@ class ContiguousElements {
   const auto& operator[](std::size_t at) const { return elements_[at]; }
 
  private:
-  static constexpr bool contiguous =
-      std::ranges::contiguous_range<const Range> && std::ranges::sized_range<const Range>;
-  // A vector of bool has no elements to point at.
-  using Stored =
-      std::conditional_t<std::same_as<Element, bool> && !contiguous, unsigned char, Element>;
+  // A vector of bool has no elements to point at: all ranges of bool are copied as bytes.
+  static constexpr bool contiguous = std::ranges::contiguous_range<const Range> &&
+                                     std::ranges::sized_range<const Range> &&
+                                     !std::same_as<Element, bool>;
+  using Stored = std::conditional_t<std::same_as<Element, bool>, unsigned char, Element>;
   std::vector<Stored> copies_;
   std::span<const Stored> elements_;
 };
@@ -128,21 +129,23 @@ requires(std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_
   if constexpr (std::is_scalar_v<Element> || Hashable<Element>) {
     const differencing_detail::ContiguousElements<Old> old(from);
     const differencing_detail::ContiguousElements<New> now(collection);
-    const auto search = [&](auto isEqual, auto... mostPoints) {
-      return shortestEdit(old.size(), now.size(), isEqual, mostPoints...);
-    };
     const std::size_t count = old.size() + now.size();
     if constexpr (std::is_scalar_v<Element>) {
-      return differencing_detail::changesOf<Element>(old, now,
-                                                     *search(EqualNumbers{old.data(), now.data()}));
+      return differencing_detail::changesOf<Element>(
+          old, now,
+          shortestNumberEdit(std::span(old.data(), old.size()), {now.data(), now.size()}));
     } else if (count < std::numeric_limits<std::int32_t>::max()) {
       // To look at as many points as there are elements costs less than to number them.
-      auto edits = search([first = old.data(), second = now.data()](
-                              auto x, auto y) { return first[x] == second[y]; },
-                          count);
+      auto edits = shortestEdit(
+          old.size(), now.size(),
+          [first = old.data(), second = now.data()](auto x, auto y) {
+            return first[x] == second[y];
+          },
+          count);
       if (!edits) {
         const auto numbers = differencing_detail::interned<Element>(old, now);
-        edits = search(EqualNumbers{numbers.data(), numbers.data() + old.size()});
+        const std::span all(numbers);
+        edits = shortestNumberEdit(all.first(old.size()), all.subspan(old.size()));
       }
       return differencing_detail::changesOf<Element>(old, now, *edits);
     }

@@ -10,39 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "tessarine/differencing/Edit.hpp"
+
 namespace tessarine {
-
-/// One step of a shortest edit script, in offsets of the two sequences.
-struct Edit {
-  bool isRemoval = false;
-  std::int64_t offset = 0;  // in the old sequence for a removal, in the new one for an insertion
-};
-
-/// Equality of numbers that stand side by side, which also finds how long two runs are equal, many
-/// numbers at a time.
-template <class First, class Second>
-struct EqualNumbers {
-  const First* first;
-  const Second* second;
-
-  bool operator()(std::size_t x, std::size_t y) const { return first[x] == second[y]; }
-  /// Of the `most` numbers from `x` and `y` on, how many are equal before the first that are not.
-  std::size_t equalRun(std::size_t x, std::size_t y, std::size_t most) const {
-    constexpr std::size_t many = 16;
-    const First* const a = first + x;
-    const Second* const b = second + y;
-    std::size_t length = 0;
-    for (; length + many <= most; length += many) {
-      bool isEqual = true;
-      for (std::size_t i = 0; i < many; ++i) isEqual &= a[length + i] == b[length + i];
-      if (!isEqual) break;
-    }
-    while (length < most && a[length] == b[length]) ++length;
-    return length;
-  }
-};
-template <class First, class Second>
-EqualNumbers(const First*, const Second*) -> EqualNumbers<First, Second>;
 
 /// The script that the greedy search of Myers finds: "An O(ND) Difference Algorithm and Its
 /// Variations", Algorithmica 1 (1986). It is a shortest one; where a removal and an insertion reach
@@ -81,15 +51,26 @@ class ShortestEdit {
         reach_(points_.get() + newCount + 1) {}
 
   /// The script, removals and insertions in the order of the walk from the start to the end. Absent
-  /// when more than `mostPoints` points would have to be looked at.
+  /// when more than `mostPoints` points would have to be looked at; a later call with more goes on
+  /// from there.
   std::optional<std::vector<Edit>> script(
       std::size_t mostPoints = std::numeric_limits<std::size_t>::max()) {
-    const auto level = search(mostPoints);
-    if (!level) return std::nullopt;
-    std::vector<Edit> edits(static_cast<std::size_t>(std::abs(goal_) + 2 * *level));
+    if (!search(mostPoints)) return std::nullopt;
+    std::vector<Edit> edits(static_cast<std::size_t>(std::abs(goal_) + 2 * level_));
     walkBack(edits);
     walkForward(edits);
     return edits;
+  }
+
+  /// How many points will be looked at in all, judged by how far those so far have come: twice as
+  /// far is twice the edits, and four times the points. Time in the order of a level's points.
+  double expectedPoints() const {
+    Position furthest = 1;
+    for (Position k = lowest(level_ - 1); k <= highest(level_ - 1); ++k) {
+      furthest = std::max(furthest, 2 * reach_[k] - k);
+    }
+    const double share = static_cast<double>(furthest) / (static_cast<double>(n_) + m_);
+    return static_cast<double>(looked_) / (share * share);
   }
 
  private:
@@ -108,16 +89,16 @@ class ShortestEdit {
     return std::min<Position>(n_, std::max<Position>(0, goal_) + level);
   }
 
-  /// The level that reaches the end; leaves the bits of the last ones in the rows.
-  std::optional<Position> search(std::size_t mostPoints) {
+  /// Goes on to the level that reaches the end; leaves the bits of the last ones in the rows.
+  bool search(std::size_t mostPoints) {
     rows_.reserve(64);
-    std::size_t points = 0;
-    for (Position level = 0;; ++level) {
-      points += static_cast<std::size_t>(highest(level) - lowest(level)) + 1;
-      if (points > mostPoints) return std::nullopt;
-      if (kept_ > std::max(most_words_, checkpointed_)) keepPoints(level - 1);
-      look(level);
-      if (reach_[goal_] >= n_) return level;
+    for (;; ++level_) {
+      const auto points = static_cast<std::size_t>(highest(level_) - lowest(level_)) + 1;
+      if (points > mostPoints - std::min(mostPoints, looked_)) return false;
+      looked_ += points;
+      if (kept_ > std::max(most_words_, checkpointed_)) keepPoints(level_ - 1);
+      look(level_);
+      if (reach_[goal_] >= n_) return true;
     }
   }
 
@@ -268,6 +249,8 @@ class ShortestEdit {
   // The furthest x of each diagonal, at `reach_[k]`. Uninitialised: a level touches its own only.
   const std::unique_ptr<Position[]> points_;
   Position* const reach_;
+  Position level_ = 0;      // the next to look at
+  std::size_t looked_ = 0;  // points, in the levels before it
 
   std::vector<std::unique_ptr<std::uint64_t[]>> blocks_;  // the bits of the levels at hand
   std::uint64_t* next_ = nullptr;                         // what is free in the last block

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <limits>
 #include <list>
+#include <numeric>
 #include <optional>
 #include <random>
 #include <ranges>
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "tessarine/differencing/Diffing.hpp"
+#include "tessarine/differencing/NumberEdit.hpp"
 #include "tessarine/system/json/JSONDecoder.hpp"
 #include "tessarine/system/json/JSONEncoder.hpp"
 #include "tests/differencing/paperSearch.hpp"
@@ -132,9 +134,6 @@ TEST(Changes, WhatIsForgottenOnTheWayIsFoundAgain) {
   const auto seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
-  const auto same = [](const tessarine::Edit& a, const tessarine::Edit& b) {
-    return a.isRemoval == b.isRemoval && a.offset == b.offset;
-  };
   for (int run = 0; run < 20; ++run) {
     const unsigned identifiers = 2 + random() % 500;
     const auto anyList = [&] {
@@ -151,10 +150,74 @@ TEST(Changes, WhatIsForgottenOnTheWayIsFoundAgain) {
     };
     const auto whole = *search(1'000'000).script();
     for (const std::size_t words : {0, 40, 300}) {
-      ASSERT_TRUE(std::ranges::equal(whole, *search(words).script(), same)) << words;
+      ASSERT_TRUE(std::ranges::equal(whole, *search(words).script())) << words;
     }
     ASSERT_FALSE(search(1'000'000).script(whole.size() / 2)) << "a level has a point or more";
   }
+}
+
+TEST(Changes, NumbersFoundTheShortWayAreFoundAlike) {
+  const auto seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  int found = 0;
+  for (int run = 0; run < 300 * tessarine::test::thoroughness; ++run) {
+    // From all different to full of chance matches; what comes is new, known, or both.
+    const unsigned identifiers = 1U << (1 + random() % 10);
+    Ints old(random() % 300);
+    for (int& each : old) each = static_cast<int>(random() % identifiers);
+    if (random() % 2 == 0) std::iota(old.begin(), old.end(), 0);
+    Ints now = old;
+    for (auto edits = random() % 60; edits > 0; --edits) {
+      const auto place = [&] {
+        return now.begin() + static_cast<std::ptrdiff_t>(random() % (now.size() + 1));
+      };
+      const auto at = place();
+      switch (random() % 4) {
+        case 0:
+          if (at != now.end()) now.erase(at);
+          break;
+        case 1:
+          now.insert(at, static_cast<int>(random() % identifiers));
+          break;
+        case 2:
+          now.insert(at, 1 + random() % 5, -static_cast<int>(random() % 100'000));
+          break;
+        default:
+          if (random() % 8 == 0) std::rotate(now.begin(), at, now.end());
+      }
+    }
+    const auto whole = *tessarine::shortestEdit(old.size(), now.size(),
+                                                [&](auto x, auto y) { return old[x] == now[y]; });
+    for (const std::size_t mostPoints : {0, 100, 1'000'000}) {
+      const auto edits = tessarine::NumberEdit<int>(old, now).script(mostPoints);
+      if (!edits) continue;
+      ++found;
+      ASSERT_TRUE(std::ranges::equal(whole, *edits))
+          << testing::PrintToString(old) << " to " << testing::PrintToString(now);
+    }
+    ASSERT_TRUE(tessarine::NumberEdit<int>(old, now).script(1'000'000));
+  }
+  EXPECT_GT(found, 0);
+}
+
+TEST(Changes, LongListsTakeTheShortWayUnseen) {
+  // Long enough, and changed enough, for the public function to go that way.
+  std::mt19937 random(1);
+  Ints old(3'000);
+  std::iota(old.begin(), old.end(), 0);
+  for (const bool moves : {false, true}) {
+    Ints now = old;
+    for (int i = 0; i < 600; ++i) {
+      now.erase(now.begin() + static_cast<std::ptrdiff_t>(random() % now.size()));
+      now.insert(now.begin() + static_cast<std::ptrdiff_t>(random() % now.size()), 3'000 + i);
+    }
+    if (moves) std::rotate(now.begin() + 900, now.begin() + 950, now.begin() + 1000);
+    ASSERT_EQ(changes(now, old), paperChanges(old, now));
+  }
+  Ints others = old;
+  for (int& each : others) each += 10'000;
+  ASSERT_EQ(changes(others, old), paperChanges(old, others));
 }
 
 TEST(Changes, RunsOfNumbersEndWhereTheyDiffer) {
