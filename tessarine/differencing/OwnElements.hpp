@@ -67,8 +67,8 @@ class OwnElementsSearch {
         index_(count()),
         group_(count()),
         lists_(count()),
-        filter_(std::bit_ceil(count() + 1)),
-        shift_(std::countl_zero(filter_.size()) - 5) {
+        filter_(32 * std::bit_ceil(count() + 1)),
+        shift_(std::countl_zero(filter_.size()) + 1) {
     for (std::size_t i = 0; i < count(); ++i) add(i);
     noteMatched();
   }
@@ -89,8 +89,8 @@ class OwnElementsSearch {
   }
 
   static std::size_t hash(const Number& element) { return std::hash<Number>{}(element); }
-  /// Which bit of the filter: 64 for each unmatched element, so that few others meet one.
-  std::size_t bitOf(const Number& element) const {
+  /// Of the filter, which has 32 slots for each unmatched element, so that few others meet one.
+  std::size_t slotOf(const Number& element) const {
     return static_cast<std::size_t>(hash(element) * 0x9E3779B97F4A7C15U >> shift_);
   }
 
@@ -100,23 +100,23 @@ class OwnElementsSearch {
       return own == element(static_cast<std::size_t>(other));
     });
     lists_[static_cast<std::size_t>(group_[i])] |= i < removedCount() ? inOld : inNew;
-    const std::size_t bit = bitOf(own);
-    filter_[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    filter_[slotOf(own)] = 1;
   }
 
   /// Notes the unmatched elements that equal a matched one.
   void noteMatched() {
-    auto removed = unmatched_.removed.begin();
-    for (std::size_t block = 0; block < old_.size(); block += 64) {
-      for (std::uint64_t hits = passing(block); hits != 0; hits &= hits - 1) {
-        const std::size_t at = block + static_cast<std::size_t>(std::countr_zero(hits));
-        while (removed != unmatched_.removed.end() && static_cast<std::size_t>(*removed) < at) {
-          ++removed;
-        }
-        const bool isRemoved =
-            removed != unmatched_.removed.end() && static_cast<std::size_t>(*removed) == at;
-        if (!isRemoved) note(old_[at]);
-      }
+    std::size_t matched = 0;
+    for (const std::int32_t removed : unmatched_.removed) {
+      noteRun(matched, static_cast<std::size_t>(removed));
+      matched = static_cast<std::size_t>(removed) + 1;
+    }
+    noteRun(matched, old_.size());
+  }
+
+  void noteRun(std::size_t first, std::size_t last) {
+    const char* const filter = filter_.data();
+    for (std::size_t at = first; at < last; ++at) {
+      if (filter[slotOf(old_[at])] != 0) note(old_[at]);
     }
   }
 
@@ -125,20 +125,6 @@ class OwnElementsSearch {
       return matched == element(static_cast<std::size_t>(other));
     });
     if (group >= 0) lists_[static_cast<std::size_t>(group)] = inOld | inNew;
-  }
-
-  /// Which of the 64 old elements from `first` on the filter lets through; the first is the lowest
-  /// bit.
-  std::uint64_t passing(std::size_t first) const {
-    const Number* const elements = old_.data() + first;
-    const std::uint64_t* const filter = filter_.data();
-    const std::size_t many = std::min<std::size_t>(64, old_.size() - first);
-    std::uint64_t hits = 0;
-    for (std::size_t i = 0; i < many; ++i) {
-      const std::size_t bit = bitOf(elements[i]);
-      hits = hits >> 1 | filter[bit / 64] >> (bit % 64) << 63;
-    }
-    return hits >> (64 - many);
   }
 
   std::vector<std::int32_t> own(const std::vector<std::int32_t>& offsets, std::size_t from) const {
@@ -157,7 +143,7 @@ class OwnElementsSearch {
   IdentifierIndex index_;            // of the unmatched, by value
   std::vector<std::int32_t> group_;  // the first of the unmatched that is equal to it
   std::vector<char> lists_;          // by the first: which lists have one
-  std::vector<std::uint64_t> filter_;
+  std::vector<char> filter_;
   const int shift_;
 };
 
