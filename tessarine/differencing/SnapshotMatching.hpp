@@ -1,9 +1,11 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <ranges>
 #include <span>
@@ -86,19 +88,39 @@ struct ListOfLists {
     lists.push_back(list);
     starts.push_back(count() + static_cast<std::int32_t>(list.size()));
   }
-  /// Pointers to the elements from `first` to before `last`.
-  std::vector<const Element*> pointers(std::int32_t first, std::int32_t last) const {
-    std::vector<const Element*> made;
-    made.reserve(static_cast<std::size_t>(last - first));
-    for (std::size_t i = 0; i < lists.size(); ++i) {
-      const std::int32_t from = std::max(first, starts[i]);
-      const std::int32_t to = std::min(last, starts[i + 1]);
-      for (std::int32_t at = from; at < to; ++at) {
-        made.push_back(&lists[i][static_cast<std::size_t>(at - starts[i])]);
-      }
-    }
-    return made;
+};
+
+/// Reads a list of lists at any position, best at those near the last.
+template <class Element>
+class ListReader {
+ public:
+  explicit ListReader(const ListOfLists<Element>& list) : list_(list) {}
+
+  const Element& operator[](std::int32_t position) {
+    if (position < first_ || position >= last_) enter(position);
+    return elements_[position - first_];
   }
+
+ private:
+  void enter(std::int32_t position) {
+    const auto& starts = list_.starts;
+    // The next list that has elements, or any.
+    auto next = std::find_if(at_, std::min(at_ + 3, starts.end()),
+                             [&](std::int32_t start) { return start > position; });
+    if (position < first_ || next == starts.end() || *next <= position) {
+      next = std::upper_bound(starts.begin(), starts.end(), position);
+    }
+    at_ = next;
+    first_ = *std::prev(next);
+    last_ = *next;
+    elements_ = list_.lists[static_cast<std::size_t>(next - starts.begin()) - 1].data();
+  }
+
+  const ListOfLists<Element>& list_;
+  std::vector<std::int32_t>::const_iterator at_ = list_.starts.begin();  // the end of the last list
+  std::int32_t first_ = 0;
+  std::int32_t last_ = 0;
+  const Element* elements_ = nullptr;
 };
 
 /// Walks a list of lists from either end.
@@ -190,71 +212,104 @@ class LevelMatcher {
   }
 
   void matchMiddle(std::int32_t start, std::int32_t end) {
-    const auto olds = old_.pointers(start, old_.count() - end);
-    const auto news = now_.pointers(start, now_.count() - end);
-    enum : unsigned char { open, taken, repeated };
-    std::vector<unsigned char> states(news.size(), open);
-
-    IdentifierIndex index(news.size());
+    const std::int32_t old_end = old_.count() - end;
+    const std::int32_t new_end = now_.count() - end;
+    IdentifierIndex index(static_cast<std::size_t>(new_end - start));
+    ListReader<Element> candidates(now_);
     const auto isNew = [&](const Element& element) {
       return [&](std::int32_t other) {
-        return news[static_cast<std::size_t>(other)]->identifier() == element.identifier();
+        return candidates[other].identifier() == element.identifier();
       };
     };
-    for (std::size_t j = 0; j < news.size(); ++j) {
-      const auto number = static_cast<std::int32_t>(j);
-      if (index.findOrAdd(hashOf(*news[j]), number, isNew(*news[j])) == number) continue;
-      states[j] = repeated;
-      result_.repeatedNew.push_back(start + number);
-    }
+    enum : unsigned char { open, taken, repeated };
+    std::vector<unsigned char> states(static_cast<std::size_t>(new_end), open);
+    forEachHashed(now_, start, new_end, index,
+                  [&](std::int32_t at, const Element& element, std::size_t hash) {
+                    if (index.findOrAdd(hash, at, isNew(element)) == at) return;
+                    states[static_cast<std::size_t>(at)] = repeated;
+                    result_.repeatedNew.push_back(at);
+                  });
 
-    std::vector<std::size_t> deleted;
-    std::size_t expected = 0;  // an element's counterpart mostly follows that of its neighbour
-    for (std::size_t i = 0; i < olds.size(); ++i) {
-      const Element& element = *olds[i];
-      std::size_t found = expected;
-      if (found >= news.size() || states[found] == repeated ||
-          !(news[found]->identifier() == element.identifier())) {
-        const std::int32_t number = index.find(hashOf(element), isNew(element));
-        if (number < 0) {
-          deleted.push_back(i);
+    std::vector<std::int32_t> deleted;
+    ListReader<Element> olds(old_);
+    ListReader<Element> news(now_);
+    std::int32_t expected = start;  // an element's counterpart mostly follows that of its neighbour
+    for (std::int32_t at = start; at < old_end; ++at) {
+      const Element& element = olds[at];
+      std::int32_t found = expected;
+      if (found >= new_end || states[static_cast<std::size_t>(found)] == repeated ||
+          !(news[found].identifier() == element.identifier())) {
+        found = index.find(hashOf(element), isNew(element));
+        if (found < 0) {
+          deleted.push_back(at);
           continue;
         }
-        found = static_cast<std::size_t>(number);
       }
-      if (states[found] == taken) result_.repeats = true;
-      states[found] = taken;
-      const std::int32_t at = start + static_cast<std::int32_t>(i);
-      result_.add(at, start + static_cast<std::int32_t>(found), 1);
-      mark(at, element, *news[found], result_.marks);
+      unsigned char& state = states[static_cast<std::size_t>(found)];
+      if (state == taken) result_.repeats = true;
+      state = taken;
+      result_.add(at, found, 1);
+      mark(at, element, news[found], result_.marks);
       expected = found + 1;
     }
-    findRepeats(olds, deleted, start);
-    if (result_.repeats) result_.isSame = isSame(olds, news);
+    findRepeats(deleted);
+    if (result_.repeats) result_.isSame = isSame(start, old_end, new_end);
+  }
+
+  /// Calls `use(position, element, hash)` for each element from `first` to before `last`. An index
+  /// of many lies outside of the caches: its slots are fetched some elements ahead.
+  template <class Use>
+  static void forEachHashed(const ListOfLists<Element>& list, std::int32_t first, std::int32_t last,
+                            const IdentifierIndex& index, Use use) {
+    constexpr std::int32_t ahead = 16;
+    std::array<std::size_t, ahead> hashes = {};
+    const auto slot = [&](std::int32_t at) -> std::size_t& {
+      return hashes[static_cast<std::size_t>(at - first) % ahead];
+    };
+    ListReader<Element> front(list);
+    ListReader<Element> elements(list);
+    const auto fetch = [&](std::int32_t at) {
+      if (at >= last) return;
+      slot(at) = hashOf(front[at]);
+      index.prefetch(slot(at));
+    };
+    for (std::int32_t at = first; at < std::min(last, first + ahead); ++at) fetch(at);
+    for (std::int32_t at = first; at < last; ++at) {
+      const std::size_t hash = slot(at);
+      fetch(at + ahead);
+      use(at, elements[at], hash);
+    }
   }
 
   /// Of the deleted elements, those whose identifier has gone before.
-  void findRepeats(const std::vector<const Element*>& olds, const std::vector<std::size_t>& deleted,
-                   std::int32_t start) {
+  void findRepeats(const std::vector<std::int32_t>& deleted) {
     IdentifierIndex index(deleted.size());
-    for (const std::size_t i : deleted) {
-      const auto number = static_cast<std::int32_t>(i);
+    ListReader<Element> olds(old_);
+    ListReader<Element> others(old_);
+    for (const std::int32_t at : deleted) {
+      const Element& element = olds[at];
       const auto isOld = [&](std::int32_t other) {
-        return olds[static_cast<std::size_t>(other)]->identifier() == olds[i]->identifier();
+        return others[other].identifier() == element.identifier();
       };
-      if (index.findOrAdd(hashOf(*olds[i]), number, isOld) == number) continue;
-      result_.repeatedOld.push_back(start + number);
+      if (index.findOrAdd(hashOf(element), at, isOld) != at) result_.repeatedOld.push_back(at);
     }
     if (!result_.repeatedOld.empty() || !result_.repeatedNew.empty()) result_.repeats = true;
   }
 
-  static bool isSame(const std::vector<const Element*>& olds,
-                     const std::vector<const Element*>& news) {
-    return std::equal(olds.begin(), olds.end(), news.begin(), news.end(),
-                      [](const Element* old, const Element* now) {
-                        return old->identifier() == now->identifier() &&
-                               now->compare(*old) != ElementDifference::needsUpdate;
-                      });
+  /// Whether the elements from `start` to either end are equal place by place.
+  bool isSame(std::int32_t start, std::int32_t oldEnd, std::int32_t newEnd) const {
+    if (oldEnd != newEnd) return false;
+    ListReader<Element> olds(old_);
+    ListReader<Element> news(now_);
+    for (std::int32_t at = start; at < oldEnd; ++at) {
+      const Element& old = olds[at];
+      const Element& now = news[at];
+      if (!(old.identifier() == now.identifier()) ||
+          now.compare(old) == ElementDifference::needsUpdate) {
+        return false;
+      }
+    }
+    return true;
   }
 
   const ListOfLists<Element>& old_;
@@ -309,16 +364,16 @@ class HeldSnapshot {
 /// Ends the process where two sections have one identifier.
 template <class Section>
 void requireUnique(const ListOfLists<Section>& sections) {
-  const auto all = sections.pointers(0, sections.count());
-  IdentifierIndex index(all.size());
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    const auto& identifier = all[i]->identifier();
+  IdentifierIndex index(static_cast<std::size_t>(sections.count()));
+  ListReader<Section> all(sections);
+  ListReader<Section> others(sections);
+  for (std::int32_t i = 0; i < sections.count(); ++i) {
+    const auto& identifier = all[i].identifier();
     const auto isSame = [&](std::int32_t other) {
-      return all[static_cast<std::size_t>(other)]->identifier() == identifier;
+      return others[other].identifier() == identifier;
     };
     const auto hash = std::hash<std::remove_cvref_t<decltype(identifier)>>{}(identifier);
-    const auto number = static_cast<std::int32_t>(i);
-    if (index.findOrAdd(hash, number, isSame) == number) continue;
+    if (index.findOrAdd(hash, i, isSame) == i) continue;
     fatal("two sections of a snapshot have the identifier \"" + textForm(identifier) + '"');
   }
 }
