@@ -10,6 +10,9 @@ namespace {
 
 /// Up to this many pairs an object is searched from front to back.
 constexpr std::size_t smallObject = 16;
+/// From this many pairs on it grows fourfold: moving them costs more than room that stays
+/// untouched.
+constexpr std::size_t largeObject = 1024;
 constexpr std::size_t nowhere = std::numeric_limits<std::size_t>::max();
 
 std::uint32_t hashOf(std::string_view key) noexcept {
@@ -28,14 +31,13 @@ const URLEncodedFormObject::Pair* URLEncodedFormObject::end() const noexcept {
   return pairs_.data() + pairs_.size();
 }
 
-std::size_t URLEncodedFormObject::indexOf(std::string_view key) const noexcept {
+std::size_t URLEncodedFormObject::indexOf(std::string_view key, std::uint32_t hash) const noexcept {
   if (table_.empty()) {
     const auto found = std::find_if(pairs_.begin(), pairs_.end(),
                                     [&](const Pair& pair) { return pair.first == key; });
     return found == pairs_.end() ? nowhere : static_cast<std::size_t>(found - pairs_.begin());
   }
   const std::size_t mask = table_.size() - 1;
-  const std::uint32_t hash = hashOf(key);
   for (std::size_t at = hash & mask; table_[at].number != 0; at = (at + 1) & mask) {
     const std::size_t index = table_[at].number - 1;
     if (table_[at].hash == hash && pairs_[index].first == key) return index;
@@ -50,8 +52,11 @@ void URLEncodedFormObject::addToTable(Slot slot) noexcept {
   table_[at] = slot;
 }
 
-/// Grows the table when half of it is taken by the pairs and one more.
+/// Room for one more pair, and a table of which at most half is taken then.
 void URLEncodedFormObject::makeRoom() {
+  if (pairs_.size() == pairs_.capacity() && pairs_.size() >= largeObject) {
+    pairs_.reserve(4 * pairs_.size());
+  }
   const std::size_t count = pairs_.size() + 1;
   if (count <= smallObject || 2 * count <= table_.size()) return;
   std::vector<Slot> slots = std::exchange(table_, {});
@@ -67,18 +72,17 @@ void URLEncodedFormObject::makeRoom() {
 }
 
 const URLEncodedFormComponent* URLEncodedFormObject::find(std::string_view key) const noexcept {
-  const std::size_t index = indexOf(key);
+  const std::size_t index = indexOf(key, table_.empty() ? 0 : hashOf(key));
   return index == nowhere ? nullptr : &pairs_[index].second;
 }
 
 URLEncodedFormComponent& URLEncodedFormObject::valueFor(std::string_view key) {
-  const std::size_t index = indexOf(key);
+  const std::uint32_t hash = pairs_.size() < smallObject ? 0 : hashOf(key);
+  const std::size_t index = indexOf(key, hash);
   if (index != nowhere) return pairs_[index].second;
   makeRoom();
   pairs_.emplace_back(key, URLEncodedFormComponent());
-  if (!table_.empty()) {
-    addToTable({static_cast<std::uint32_t>(pairs_.size()), hashOf(key)});
-  }
+  if (!table_.empty()) addToTable({static_cast<std::uint32_t>(pairs_.size()), hash});
   return pairs_.back().second;
 }
 

@@ -42,7 +42,7 @@ class TESSARINE_EXPORT URLEncodedFormObject {
     std::uint32_t hash;
   };
 
-  std::size_t indexOf(std::string_view key) const noexcept;
+  std::size_t indexOf(std::string_view key, std::uint32_t hash) const noexcept;
   void addToTable(Slot slot) noexcept;
   void makeRoom();
 
