@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <concepts>
 #include <limits>
 #include <optional>
@@ -445,7 +446,9 @@ std::uint32_t JSONReader::readSequence(DecodableSlot slot, std::uint32_t at,
 void JSONReader::expectElements(DecodableSlot slot, std::size_t count, std::uint32_t at) const {
   if (slot.shape->sequence->reserve == nullptr) return;
   const std::size_t expected = count * tokens_.count() / at;
-  slot.shape->sequence->reserve(slot.address, expected + expected / 16);
+  // A power of two, as of one that doubled. With a block that just fits, the heap of a program that
+  // reads the same again and again would give its end back each time and ask for fresh pages.
+  slot.shape->sequence->reserve(slot.address, std::bit_ceil(expected + expected / 16));
 }
 
 std::uint32_t JSONReader::readMap(DecodableSlot slot, std::uint32_t at,
