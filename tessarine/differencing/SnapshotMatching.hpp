@@ -102,7 +102,8 @@ class ListReader {
   }
 
  private:
-  void enter(std::int32_t position) {
+  // Apart, so that a read in the same list is short enough to stand where it is asked for.
+  [[gnu::noinline]] void enter(std::int32_t position) {
     const auto& starts = list_.starts;
     // The next list that has elements, or any.
     auto next = std::find_if(at_, std::min(at_ + 3, starts.end()),
@@ -214,7 +215,8 @@ class LevelMatcher {
   void matchMiddle(std::int32_t start, std::int32_t end) {
     const std::int32_t old_end = old_.count() - end;
     const std::int32_t new_end = now_.count() - end;
-    IdentifierIndex index(static_cast<std::size_t>(new_end - start));
+    IdentifierIndex index(static_cast<std::size_t>(new_end - start),
+                          static_cast<std::size_t>(new_end));
     ListReader<Element> candidates(now_);
     const auto isNew = [&](const Element& element) {
       return [&](std::int32_t other) {
@@ -283,7 +285,7 @@ class LevelMatcher {
 
   /// Of the deleted elements, those whose identifier has gone before.
   void findRepeats(const std::vector<std::int32_t>& deleted) {
-    IdentifierIndex index(deleted.size());
+    IdentifierIndex index(deleted.size(), static_cast<std::size_t>(old_.count()));
     ListReader<Element> olds(old_);
     ListReader<Element> others(old_);
     for (const std::int32_t at : deleted) {
