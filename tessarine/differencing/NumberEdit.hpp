@@ -130,7 +130,9 @@ std::vector<Edit> shortestNumberEdit(std::span<const Number> old, std::span<cons
     if (count < NarrowSearch<EqualNumbers<Number>>::mostElements) {
       ShortestEdit search(static_cast<std::int32_t>(old.size()),
                           static_cast<std::int32_t>(now.size()), equal);
-      std::size_t most = count / 32 + 256;
+      const std::size_t firstLevel =
+          std::max(old.size(), now.size()) - std::min(old.size(), now.size());
+      std::size_t most = firstLevel + count / 32 + 256;
       for (;; most *= 2) {
         if (auto edits = search.script(most)) return *std::move(edits);
         // What the other way costs, in points.

@@ -63,7 +63,8 @@ class ShortestEdit {
   }
 
   /// How many points will be looked at in all, judged by how far those so far have come: twice as
-  /// far is twice the edits, and four times the points. Time in the order of a level's points.
+  /// far is twice the edits, and four times the points. A level was looked at; time in the order of
+  /// its points.
   double expectedPoints() const {
     Position furthest = 1;
     for (Position k = lowest(level_ - 1); k <= highest(level_ - 1); ++k) {

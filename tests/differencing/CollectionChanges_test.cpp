@@ -218,21 +218,31 @@ TEST(Changes, LongListsTakeTheShortWayUnseen) {
   Ints others = old;
   for (int& each : others) each += 10'000;
   ASSERT_EQ(changes(others, old), paperChanges(old, others));
+  EXPECT_EQ(changes(others, Ints{}).size(), 3'000U);
+  EXPECT_EQ(changes(Ints{1, 2}, old).size(), 2'998U);
 }
 
-TEST(Changes, RunsOfNumbersEndWhereTheyDiffer) {
+template <class Number>
+void expectRunsEndWhereNumbersDiffer() {
   for (std::size_t length = 0; length < 70; ++length) {
-    std::vector<std::int32_t> first(length, 7);
-    const std::vector<std::int32_t> second(length, 7);
+    std::vector<Number> first(length, Number(7));
+    const std::vector<Number> second(length, Number(7));
     const tessarine::EqualNumbers equal{first.data(), second.data()};
     EXPECT_EQ(equal.equalRun(0, 0, length), length);
     for (std::size_t at = 0; at < length; ++at) {
-      first[at] = 8;
+      first[at] = Number(-7);
       EXPECT_EQ(equal.equalRun(0, 0, length), at);
       EXPECT_EQ(equal.equalRun(at + 1, at + 1, length - at - 1), length - at - 1);
-      first[at] = 7;
+      first[at] = Number(7);
     }
   }
+}
+
+TEST(Changes, RunsOfNumbersEndWhereTheyDiffer) {
+  expectRunsEndWhereNumbersDiffer<std::int8_t>();
+  expectRunsEndWhereNumbersDiffer<std::int32_t>();
+  expectRunsEndWhereNumbersDiffer<std::int64_t>();
+  expectRunsEndWhereNumbersDiffer<double>();
 }
 
 TEST(Changes, ExactScripts) {
