@@ -15,7 +15,7 @@ class IdentifierIndex {
  public:
   /// Room for `count` different identifiers, no more may be added, with numbers below `end`.
   IdentifierIndex(std::size_t count, std::size_t end)
-      : number_bits_(std::bit_width(end)),
+      : number_bits_(static_cast<int>(std::bit_width(end))),
         slots_(std::bit_ceil(count * 2 + 2), unused),
         shift_(std::countl_zero(slots_.size()) + 1) {}
   explicit IdentifierIndex(std::size_t count) : IdentifierIndex(count, count) {}
