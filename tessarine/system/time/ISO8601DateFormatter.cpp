@@ -101,7 +101,7 @@ const ISO8601DateFormatter& ISO8601DateFormatter::shared() noexcept {
 void ISO8601DateFormatter::append(Date date, std::string& text) const {
   if (!(std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval)) return;
   const internal::Instant instant(date);
-  std::int32_t offset = zone_.rules().at(instant.second).offset;
+  std::int32_t offset = zone_.rules().offsetAt(instant.second);
   // Clocks before there were zones: the same instant by the next clock of whole minutes.
   if ((formatOptions_ & withTimeZone) != 0) offset -= offset % 60;
   pattern_->append(text, instant, internal::LocalTime(instant, offset));
