@@ -416,19 +416,48 @@ TEST(Calendar, DatesThatNoCalendarKnows) {
         if (!isKnown) {
           EXPECT_FALSE(calendar.dateByAdding(component, 1, date));
         }
-        for (const std::int64_t huge :
-             {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min()}) {
-          calendar.dateByAdding(component, huge, Date());
-          calendar.dateBySetting(component, huge, Date(-7e10));  // before Christ
-          if (component != Component::nanosecond && component != Component::era) {
-            EXPECT_FALSE(calendar.dateByAdding(component, huge, Date()));
-          }
-        }
       }
     }
   }
   const Calendar calendar = gregorianIn("GMT");
   EXPECT_EQ(calendar.component(Component::year, Date(infinite)), 2'002'001);
+}
+
+TEST(Calendar, AmountsThatNoCalendarKnows) {
+  constexpr auto greatest = std::numeric_limits<std::int64_t>::max();
+  for (const Identifier identifier : allIdentifiers) {
+    const Calendar calendar(identifier, TimeZone::withIdentifier("Europe/Paris").value());
+    for (const Component component : allComponents) {
+      for (const std::int64_t huge : {greatest, -greatest - 1}) {
+        SCOPED_TRACE(testing::Message() << int(identifier) << ' ' << int(component));
+        const auto later = calendar.dateByAdding(component, huge, Date());
+        EXPECT_FALSE(later && component != Component::nanosecond && component != Component::era);
+        EXPECT_FALSE(calendar.dateBySetting(component, huge, Date(-7e10)));  // before Christ
+      }
+    }
+  }
+}
+
+// Far from now Umm al-Qura is asked for as another calendar.
+TEST(Calendar, UmmAlQuraBehindItsTables) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::Calendar> icu(icu::Calendar::createInstance(
+      icu::TimeZone::getGMT()->clone(), icu::Locale("ar@calendar=islamic-umalqura"), status));
+  const Calendar calendar(Identifier::islamicUmmAlQura, TimeZone::gmt());
+  for (std::int64_t day = 74'500; day < 300'000; day += day < 75'500 ? 1 : 997) {
+    const Date date = Date::since1970(static_cast<double>(day * secondsADay));
+    icu->setTime(static_cast<double>(day * secondsADay) * 1000, status);
+    ASSERT_EQ(calendar.component(Component::year, date), icu->get(UCAL_YEAR, status)) << day;
+    ASSERT_EQ(calendar.component(Component::month, date), icu->get(UCAL_MONTH, status) + 1) << day;
+    ASSERT_EQ(calendar.component(Component::day, date), icu->get(UCAL_DATE, status)) << day;
+    ASSERT_EQ(calendar.rangeOf(Component::day, Component::month, date)->upperBound,
+              icu->getActualMaximum(UCAL_DATE, status) + 1)
+        << day;
+    icu->add(UCAL_MONTH, 5, status);
+    ASSERT_EQ(calendar.dateByAdding(Component::month, 5, date)->timeIntervalSince1970(),
+              icu->getTime(status) / 1000)
+        << day;
+  }
 }
 
 TEST(Calendar, OtherCalendars) {
