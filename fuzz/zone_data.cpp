@@ -19,11 +19,16 @@ void check(std::optional<ZoneRules::Table> table) {
   for (const std::int64_t second : {-60'000'000'000'000LL, -3'000'000'000LL, 0LL, 1'700'000'000LL,
                                     5'000'000'000LL, 60'000'000'000'000LL}) {
     zone.abbreviation(zone.at(second));
+    if (zone.offsetAt(second) != zone.at(second).offset) std::abort();
     const std::int64_t local = second + zone.at(second).offset;
     const std::int64_t back = zone.utcOfLocal(local);
     if (std::llabs(back - second) > 3 * ZoneRules::greatestOffset) std::abort();
     const auto next = zone.nextTransition(second);
-    if (next && *next <= second) std::abort();
+    if (!next) continue;
+    if (*next <= second) std::abort();
+    for (const int beside : {-1, 0, 1}) {
+      if (zone.offsetAt(*next + beside) != zone.at(*next + beside).offset) std::abort();
+    }
   }
 }
 

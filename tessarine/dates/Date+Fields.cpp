@@ -1,6 +1,9 @@
 #include <cmath>
 
 #include "tessarine/dates/Date+Fields.hpp"
+#include "tessarine/system/time/internal/DaySystem.hpp"
+#include "tessarine/system/time/internal/GregorianField.hpp"
+#include "tessarine/system/time/internal/ZoneRegistry.hpp"
 #include "tessarine/values/fatal.hpp"
 
 namespace tessarine {
@@ -8,7 +11,17 @@ namespace {
 
 using Component = Calendar::Component;
 
-std::int64_t field(Date date, Component component) {
+/// Compiled for one field, so that Gregorian dates go without what the others need.
+template <Component component>
+std::int64_t field(Date date) {
+  constexpr bool isOfDay = component <= Component::day;
+  if constexpr (isOfDay || internal::isClockField(component)) {
+    if (internal::isGregorian(Calendar::currentIdentifier())) {
+      const internal::LocalTime local(internal::currentZone(), internal::Instant(date));
+      return isOfDay ? internal::gregorianField(local.day, component)
+                     : internal::clockField(local, component);
+    }
+  }
   return calendar(date).component(component, date);
 }
 
@@ -22,7 +35,7 @@ void setField(Date& date, Component component, Component larger, std::int64_t va
 
 }  // namespace
 
-std::int64_t era(Date date) { return field(date, Component::era); }
+std::int64_t era(Date date) { return field<Component::era>(date); }
 std::int64_t getEra(Date date, const Calendar& calendar) {
   return calendar.component(Component::era, date);
 }
@@ -44,36 +57,36 @@ std::int64_t getWeeksInMonth(Date date, const Calendar& calendar) {
   return calendar.component(Component::weekOfMonth, last);
 }
 
-std::int64_t weekOfYear(Date date) { return field(date, Component::weekOfYear); }
+std::int64_t weekOfYear(Date date) { return field<Component::weekOfYear>(date); }
 std::int64_t getWeekOfYear(Date date, const Calendar& calendar) {
   return calendar.component(Component::weekOfYear, date);
 }
 
-std::int64_t weekOfMonth(Date date) { return field(date, Component::weekOfMonth); }
+std::int64_t weekOfMonth(Date date) { return field<Component::weekOfMonth>(date); }
 std::int64_t getWeekOfMonth(Date date, const Calendar& calendar) {
   return calendar.component(Component::weekOfMonth, date);
 }
 
-std::int64_t year(Date date) { return field(date, Component::year); }
+std::int64_t year(Date date) { return field<Component::year>(date); }
 std::int64_t getYear(Date date, const Calendar& calendar) {
   return calendar.component(Component::year, date);
 }
 
-std::int64_t month(Date date) { return field(date, Component::month); }
+std::int64_t month(Date date) { return field<Component::month>(date); }
 std::int64_t getMonth(Date date, const Calendar& calendar) {
   return calendar.component(Component::month, date);
 }
 
-std::int64_t weekday(Date date) { return field(date, Component::weekday); }
+std::int64_t weekday(Date date) { return field<Component::weekday>(date); }
 std::int64_t getWeekday(Date date, const Calendar& calendar) {
   return calendar.component(Component::weekday, date);
 }
 
-std::int64_t day(Date date) { return field(date, Component::day); }
-std::int64_t hour(Date date) { return field(date, Component::hour); }
-std::int64_t minute(Date date) { return field(date, Component::minute); }
-std::int64_t second(Date date) { return field(date, Component::second); }
-std::int64_t nanosecond(Date date) { return field(date, Component::nanosecond); }
+std::int64_t day(Date date) { return field<Component::day>(date); }
+std::int64_t hour(Date date) { return field<Component::hour>(date); }
+std::int64_t minute(Date date) { return field<Component::minute>(date); }
+std::int64_t second(Date date) { return field<Component::second>(date); }
+std::int64_t nanosecond(Date date) { return field<Component::nanosecond>(date); }
 std::int64_t millisecond(Date date) { return nanosecond(date) / 1'000'000; }
 
 void setYear(Date& date, std::int64_t year) {

@@ -63,6 +63,43 @@ TEST_F(DateTest, Fields) {
   EXPECT_EQ(getQuarter(coptic.dateFrom({.year = 1740, .month = 4}).value(), coptic), 2);
 }
 
+// Gregorian dates take a way of their own.
+TEST_F(DateTest, FieldsAreThoseOfTheCalendar) {
+  std::mt19937_64 random(62);
+  std::uniform_real_distribution<double> nearby(-20e9, 20e9);
+  for (int i = 0; i < 20'000; ++i) {
+    const Date date(i % 2 == 0 ? nearby(random) : std::floor(nearby(random)));
+    const Calendar own = calendar(date);
+    const auto fields = own.dateComponents(
+        {Component::era, Component::year, Component::month, Component::day, Component::weekday,
+         Component::hour, Component::minute, Component::second},
+        date);
+    ASSERT_EQ((DateComponents{.era = era(date),
+                              .year = year(date),
+                              .month = month(date),
+                              .day = day(date),
+                              .hour = hour(date),
+                              .minute = minute(date),
+                              .second = second(date),
+                              .weekday = weekday(date),
+                              .isLeapMonth = false}),
+              fields)
+        << date.timeIntervalSinceReferenceDate();
+    for (const Component one : {Component::era, Component::year, Component::month, Component::day,
+                                Component::weekday, Component::hour, Component::second}) {
+      ASSERT_EQ(own.component(one, date), fields.value(one));
+    }
+  }
+  EXPECT_EQ(second(Date(-1e-9)), 59);  // rounded down, also before the reference date
+  const Calendar persian(Calendar::Identifier::persian);
+  const Calendar before = Calendar::current();
+  Calendar::setCurrent(persian);
+  const Date date = at(2024, 5, 15, 10);
+  EXPECT_EQ(year(date), 1403);
+  EXPECT_EQ(hour(date), 10);
+  Calendar::setCurrent(before);
+}
+
 TEST_F(DateTest, WritingFields) {
   const auto written = [](Date date, void (*set)(Date&, std::int64_t), std::int64_t value) {
     set(date, value);

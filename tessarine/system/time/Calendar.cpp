@@ -6,6 +6,7 @@
 #include "tessarine/system/time/DateComponents.hpp"
 #include "tessarine/system/time/internal/DaySystem.hpp"
 #include "tessarine/system/time/internal/GregorianDay.hpp"
+#include "tessarine/system/time/internal/GregorianField.hpp"
 #include "tessarine/system/time/internal/LocalTime.hpp"
 #include "tessarine/system/time/internal/LocaleFacts.hpp"
 #include "tessarine/system/time/internal/Weeks.hpp"
@@ -35,56 +36,47 @@ struct alignas(4) HostCalendar {
 std::atomic<HostCalendar> hostCalendar{};
 static_assert(std::atomic<HostCalendar>::is_always_lock_free);
 
-std::int64_t quarterOf(int month) { return std::min((month - 1) / 3, 3) + 1; }
+/// A date as clocks and a calendar show it.
+struct ShownDate {
+  const Calendar& calendar;
+  const DaySystem& days;
+  const Instant& instant;
+  const LocalTime& local;
+  DayFields fields = days.fields(local.day);
 
-/// A field that the day alone decides.
-std::int64_t dayField(const Calendar& calendar, const DaySystem& days, const DayFields& fields,
-                      std::int64_t day, Component component) {
-  switch (component) {
-    case Component::era:
-      return fields.era;
-    case Component::year:
-      return fields.year;
-    case Component::month:
-      return fields.month;
-    case Component::day:
-      return fields.day;
-    case Component::weekdayOrdinal:
-      return (fields.day - 1) / 7 + 1;
-    case Component::quarter:
-      return quarterOf(fields.month);
-    case Component::weekOfMonth:
-      return internal::weekOfMonth(weekRule(calendar), day, fields.day);
-    case Component::weekOfYear:
-      return internal::weekOfYear(days, weekRule(calendar), day, fields.extendedYear).week;
-    case Component::yearForWeekOfYear:
-      return internal::weekOfYear(days, weekRule(calendar), day, fields.extendedYear).year;
-    default:
-      return 0;
+  std::int64_t field(Component component) const {
+    if (internal::isClockField(component)) return internal::clockField(local, component);
+    switch (component) {
+      case Component::era:
+        return fields.era;
+      case Component::year:
+        return fields.year;
+      case Component::month:
+        return fields.month;
+      case Component::day:
+        return fields.day;
+      case Component::nanosecond:
+        return internal::nanosecondOf(instant);
+      case Component::weekdayOrdinal:
+        return (fields.day - 1) / 7 + 1;
+      case Component::quarter:
+        return std::min((fields.month - 1) / 3, 3) + 1;
+      case Component::weekOfMonth:
+        return internal::weekOfMonth(weekRule(calendar), local.day, fields.day);
+      case Component::weekOfYear:
+        return week().week;
+      case Component::yearForWeekOfYear:
+        return week().year;
+      default:
+        return 0;
+    }
   }
-}
 
-/// A field that needs no calendar; absent for the others.
-std::optional<std::int64_t> clockField(const LocalTime& local, const Instant& instant,
-                                       Component component) {
-  switch (component) {
-    case Component::hour:
-      return local.secondOfDay / 3600;
-    case Component::minute:
-      return local.secondOfDay / 60 % 60;
-    case Component::second:
-      return local.secondOfDay % 60;
-    case Component::nanosecond:
-      return internal::nanosecondOf(instant);
-    case Component::weekday:
-      return internal::weekdayOf(local.day);
-    case Component::calendar:
-    case Component::timeZone:
-      return 0;
-    default:
-      return std::nullopt;
+ private:
+  internal::WeekOfYear week() const {
+    return internal::weekOfYear(days, weekRule(calendar), local.day, fields.extendedYear);
   }
-}
+};
 
 /// The day that the components ask for.
 class DayResolution {
@@ -227,30 +219,22 @@ void Calendar::setMinimumDaysInFirstWeek(int days) noexcept {
 std::int64_t Calendar::component(Component component, Date date) const {
   const Instant instant(date);
   const LocalTime local(zone_.rules(), instant);
-  if (component >= Component::hour) {
-    if (const auto field = clockField(local, instant, component)) return *field;
-  } else if (internal::isGregorian(identifier_)) {
-    // Era to day need less than all fields of the day.
-    const internal::CivilDay day = internal::gregorianFromDays(local.day);
-    if (component == Component::year) return day.year > 0 ? day.year : 1 - day.year;
-    if (component == Component::month) return day.month;
-    return component == Component::day ? day.day : day.year > 0 ? 1 : 0;
+  if (internal::isClockField(component)) return internal::clockField(local, component);
+  if (component == Component::nanosecond) return internal::nanosecondOf(instant);
+  if (component <= Component::day && internal::isGregorian(identifier_)) {
+    return internal::gregorianField(local.day, component);
   }
-  const DaySystem& days = internal::daySystem(identifier_);
-  return dayField(*this, days, days.fields(local.day), local.day, component);
+  return ShownDate{*this, internal::daySystem(identifier_), instant, local}.field(component);
 }
 
 DateComponents Calendar::dateComponents(Components components, Date date) const {
   const Instant instant(date);
   const LocalTime local(zone_.rules(), instant);
-  const DaySystem& days = internal::daySystem(identifier_);
-  const DayFields fields = days.fields(local.day);
+  const ShownDate shown{*this, internal::daySystem(identifier_), instant, local};
   DateComponents result;
   for (const Component component : components) {
-    const auto clock = clockField(local, instant, component);
-    result.setValue(clock ? *clock : dayField(*this, days, fields, local.day, component),
-                    component);
-    if (component == Component::month) result.isLeapMonth = fields.isLeapMonth;
+    result.setValue(shown.field(component), component);
+    if (component == Component::month) result.isLeapMonth = shown.fields.isLeapMonth;
     if (component == Component::calendar) result.calendar = *this;
     if (component == Component::timeZone) result.timeZone = zone_;
   }

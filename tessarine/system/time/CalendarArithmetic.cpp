@@ -202,6 +202,9 @@ class UnitCount {
 struct Search {
   Component unit;
   int steps;
+
+  /// No field that is searched for has more values than minutes.
+  static bool mayFind(std::int64_t value) { return value >= 0 && value < 60; }
 };
 
 Search searchFor(Component component) {
@@ -294,6 +297,7 @@ std::optional<Date> Calendar::dateBySetting(Component component, std::int64_t va
     const auto later = dateByAdding(component, change, date);
     return later && this->component(component, *later) == value ? later : std::nullopt;
   }
+  if (!Search::mayFind(value)) return std::nullopt;
   const Search search = searchFor(component);
   for (int step = 1; step <= search.steps; ++step) {
     const auto later = dateByAdding(search.unit, step, date);

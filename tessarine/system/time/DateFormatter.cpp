@@ -112,7 +112,7 @@ void DateFormatter::append(Date date, std::string& text) const {
   if (!(std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval)) return;
   if (parts_->numbers) {
     const internal::Instant instant(date);
-    parts_->numbers->append(text, instant, internal::LocalTime(timeZone().rules(), instant));
+    parts_->numbers->append(text, instant, timeZone().rules().offsetAt(instant.second));
   } else if (parts_->icu != nullptr) {
     text += parts_->icu->string(date);
   }

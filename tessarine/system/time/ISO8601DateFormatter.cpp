@@ -86,6 +86,12 @@ class Layout {
   DatePattern pattern_{DatePattern::Days::iso};
 };
 
+/// Of clocks before there were zones, that of the next clock of whole minutes, for texts to say it.
+std::int32_t shownOffset(TimeZone zone, int options, const internal::Instant& instant) {
+  const std::int32_t offset = zone.rules().offsetAt(instant.second);
+  return (options & Form::withTimeZone) != 0 ? offset - offset % 60 : offset;
+}
+
 }  // namespace
 
 ISO8601DateFormatter::ISO8601DateFormatter(int formatOptions, TimeZone timeZone)
@@ -98,13 +104,16 @@ const ISO8601DateFormatter& ISO8601DateFormatter::shared() noexcept {
   return formatter;
 }
 
-void ISO8601DateFormatter::append(Date date, std::string& text) const {
-  if (!(std::fabs(date.timeIntervalSinceReferenceDate()) <= internal::greatestInterval)) return;
+std::string ISO8601DateFormatter::string(Date date) const {
+  if (std::isnan(date.timeIntervalSinceReferenceDate())) return {};
   const internal::Instant instant(date);
-  std::int32_t offset = zone_.rules().at(instant.second).offset;
-  // Clocks before there were zones: the same instant by the next clock of whole minutes.
-  if ((formatOptions_ & withTimeZone) != 0) offset -= offset % 60;
-  pattern_->append(text, instant, internal::LocalTime(instant, offset));
+  return pattern_->string(instant, shownOffset(zone_, formatOptions_, instant));
+}
+
+void ISO8601DateFormatter::append(Date date, std::string& text) const {
+  if (std::isnan(date.timeIntervalSinceReferenceDate())) return;
+  const internal::Instant instant(date);
+  pattern_->append(text, instant, shownOffset(zone_, formatOptions_, instant));
 }
 
 DateParsing ISO8601DateFormatter::parse(std::string_view text) const noexcept {

@@ -50,11 +50,7 @@ class TESSARINE_EXPORT ISO8601DateFormatter {
 
   /// The second that `date` lies in, or with `withFractionalSeconds` the millisecond; the rest is
   /// cut. Empty when the year is not one of 0 to 9999, or the date is no number.
-  std::string string(Date date) const {
-    std::string text;
-    append(date, text);
-    return text;
-  }
+  std::string string(Date date) const;
   /// The same behind a text, which spares an allocation where there is room.
   void append(Date date, std::string& text) const;
 

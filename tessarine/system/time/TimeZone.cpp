@@ -111,7 +111,7 @@ std::vector<std::string> TimeZone::knownTimeZoneIdentifiers() {
 const std::string& TimeZone::identifier() const noexcept { return rules_->identifier(); }
 
 int TimeZone::secondsFromGMT(Date date) const noexcept {
-  return rules_->at(internal::Instant(date).second).offset;
+  return rules_->offsetAt(internal::Instant(date).second);
 }
 
 bool TimeZone::isDaylightSavingTime(Date date) const noexcept {

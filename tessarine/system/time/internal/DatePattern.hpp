@@ -72,8 +72,9 @@ class DatePattern {
   bool add(Piece piece);
   bool addLiteral(char c) { return add({.literal = c}); }
 
-  /// Nothing for years that the kind of days does not have.
-  void append(std::string& text, const Instant& instant, const LocalTime& local) const;
+  /// By clocks so many seconds ahead of GMT. Empty for years that the kind of days does not have.
+  std::string string(Instant instant, std::int32_t offset) const;
+  void append(std::string& text, Instant instant, std::int32_t offset) const;
   /// Fields that the layout lacks are those of 1970-01-01 00:00; without a zone in it, that of
   /// `zone`.
   DateParsing parse(std::string_view text, const ZoneRules& zone) const noexcept;
@@ -81,6 +82,8 @@ class DatePattern {
  private:
   static constexpr std::size_t greatestCount = 32;
 
+  /// How many characters it was, at most `greatestSize_`.
+  std::size_t write(char* text, Instant instant, std::int32_t offset) const;
   /// Makes one piece of the last where they are a date or a time as most texts have it, or both.
   void fuse();
 

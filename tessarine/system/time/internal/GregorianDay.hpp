@@ -49,10 +49,25 @@ constexpr CivilDay civilFromRecentDays(std::int64_t days) noexcept {
           static_cast<int>((n3 & 0xFFFFU) / 2141) + 1};
 }
 
+/// The year alone. Counted from 1 January of a year 0 that is a leap year, years of the Julian
+/// calendar are 4 * days / 1461, rounded down, centuries of the Gregorian 4 * days / 146097; each
+/// century but every fourth has left out one of the Julian calendar's days.
+constexpr std::int64_t yearFromRecentDays(std::int64_t days) noexcept {
+  const auto quarters = 4 * static_cast<std::uint32_t>(days + 719528);
+  const std::uint32_t centuries = quarters / 146097;
+  return (quarters + 4 * (centuries - centuries / 4)) / 1461;
+}
+
 constexpr CivilDay gregorianFromDays(std::int64_t days) noexcept {
   if (days >= firstGregorianDay) [[likely]]
     return civilFromRecentDays(days);
   return julianFromDays(days);
+}
+
+constexpr std::int64_t gregorianYearFromDays(std::int64_t days) noexcept {
+  if (days >= firstGregorianDay) [[likely]]
+    return yearFromRecentDays(days);
+  return julianFromDays(days).year;
 }
 
 /// The way back, for years from 1 to 2.9 million.

@@ -47,6 +47,14 @@ icu::Calendar& calendarAt(Identifier identifier, std::int64_t day) {
   return calendar;
 }
 
+/// The calendar whose rules hold from that day on. Behind the last of its tables, in 2174, Umm
+/// al-Qura counts as the civil calendar does, and ICU would look through all years since.
+Identifier ruling(Identifier identifier, std::int64_t day) {
+  constexpr std::int64_t tablesEnd = 75'000;
+  return identifier == Identifier::islamicUmmAlQura && day > tablesEnd ? Identifier::islamicCivil
+                                                                       : identifier;
+}
+
 std::optional<std::int64_t> dayOf(const icu::Calendar& calendar) {
   UErrorCode status = U_ZERO_ERROR;
   const double day = std::floor(calendar.getTime(status) / millisecondsADay);
@@ -57,7 +65,7 @@ std::optional<std::int64_t> dayOf(const icu::Calendar& calendar) {
 std::optional<std::int64_t> adding(Identifier identifier, std::int64_t day,
                                    UCalendarDateFields field, std::int64_t count) {
   if (!isSmall(count)) return std::nullopt;
-  icu::Calendar& calendar = calendarAt(identifier, day);
+  icu::Calendar& calendar = calendarAt(count > 0 ? ruling(identifier, day) : identifier, day);
   UErrorCode status = U_ZERO_ERROR;
   calendar.add(field, static_cast<std::int32_t>(count), status);
   return U_SUCCESS(status) ? dayOf(calendar) : std::nullopt;
@@ -65,7 +73,7 @@ std::optional<std::int64_t> adding(Identifier identifier, std::int64_t day,
 
 int lengthOf(Identifier identifier, std::int64_t day, UCalendarDateFields field) {
   UErrorCode status = U_ZERO_ERROR;
-  return calendarAt(identifier, day).getActualMaximum(field, status);
+  return calendarAt(ruling(identifier, day), day).getActualMaximum(field, status);
 }
 
 }  // namespace
@@ -80,7 +88,7 @@ const char* icuCalendarName(Identifier identifier) {
 }
 
 DayFields IcuDays::fields(std::int64_t day) const {
-  const icu::Calendar& calendar = calendarAt(identifier_, day);
+  const icu::Calendar& calendar = calendarAt(ruling(identifier_, day), day);
   UErrorCode status = U_ZERO_ERROR;
   const auto get = [&](UCalendarDateFields field) { return calendar.get(field, status); };
   return {.era = get(UCAL_ERA),

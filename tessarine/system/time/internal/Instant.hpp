@@ -30,9 +30,14 @@ struct Instant {
       interval = interval > 0 ? greatestInterval : interval < 0 ? -greatestInterval : 0;
     }
     const auto truncated = static_cast<std::int64_t>(interval);
-    const std::int64_t whole = truncated - (interval < static_cast<double>(truncated) ? 1 : 0);
-    fraction = interval - static_cast<double>(whole);
-    second = whole + referenceSecond;
+    second = truncated + referenceSecond;
+    fraction = interval - static_cast<double>(truncated);
+    // Fractions of dates before the reference date. Told to be so rare that it stays a branch, on
+    // which nothing has to wait.
+    if (__builtin_expect_with_probability(static_cast<long>(fraction < 0), 0, 0.999) != 0) {
+      --second;
+      fraction = interval - static_cast<double>(truncated - 1);
+    }
   }
 
   constexpr Date date() const noexcept {

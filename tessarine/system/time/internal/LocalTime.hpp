@@ -34,7 +34,7 @@ struct LocalTime {
   std::int32_t offset;
 
   LocalTime(const ZoneRules& zone, const Instant& instant) noexcept
-      : LocalTime(instant, zone.at(instant.second).offset) {}
+      : LocalTime(instant, zone.offsetAt(instant.second)) {}
   LocalTime(const Instant& instant, std::int32_t secondsAheadOfGMT) noexcept
       : offset(secondsAheadOfGMT) {
     // Non-negative numbers are divided in one multiplication; this bias is a whole number of days.

@@ -1,5 +1,6 @@
 #include "tessarine/system/time/internal/ZoneRules.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace tessarine::internal {
@@ -38,7 +39,7 @@ ZoneRules::ZoneRules(std::string identifier, Table table)
       cycleEnd_(table.cycleEnd) {
   turnNegativeSavings(spans_);
   const std::int64_t last = spans_.back().start;
-  spans_.push_back({std::numeric_limits<std::int64_t>::max() / 2, spans_.back().offset, false, 0});
+  spans_.insert(spans_.end(), 2, {endOfTime, spans_.back().offset, false, 0});
   std::uint16_t span = 0;
   for (std::int64_t start = firstTransition_; start <= last + (std::int64_t{1} << bucketBits);
        start += std::int64_t{1} << bucketBits) {
@@ -47,10 +48,15 @@ ZoneRules::ZoneRules(std::string identifier, Table table)
   }
   if (buckets_.empty()) buckets_.push_back(0);
   lastBucket_ = buckets_.size() - 1;
+  if (firstTransition_ < endOfTime) {
+    tableLength_ = std::min(
+        std::uint64_t{buckets_.size()} << bucketBits,
+        static_cast<std::uint64_t>(cycleEnd_) - static_cast<std::uint64_t>(firstTransition_));
+  }
 }
 
 std::optional<std::int64_t> ZoneRules::nextTransition(std::int64_t second) const noexcept {
-  if (spans_.size() == 2) return std::nullopt;
+  if (firstTransition_ == endOfTime) return std::nullopt;
   if (second < firstTransition_) return firstTransition_;
   const std::int64_t back = cyclesBehind(second) * cycle;
   const std::int64_t next = spans_[indexAt(second - back) + 1].start;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,6 +45,20 @@ class ZoneRules {
     return spans_[indexAt(second)];
   }
 
+  /// That span's offset, sooner than the span itself is known.
+  std::int32_t offsetAt(std::int64_t second) const noexcept {
+    const auto place = static_cast<std::uint64_t>(second - firstTransition_);
+    if (place < tableLength_) [[likely]] {
+      const ZoneSpan* const span = &spans_[buckets_[place >> bucketBits]];
+      // On which side of a transition it is cannot be predicted; that there is no second one, well.
+      const std::int32_t change = span[1].offset - span[0].offset;
+      const std::int32_t changes = second >= span[1].start ? -1 : 0;
+      if (second < span[2].start) [[likely]]
+        return span[0].offset + (change & changes);
+    }
+    return at(second).offset;
+  }
+
   /// The second of GMT at which clocks show `local`, a second counted as if there were no zone. Of
   /// two the first; a time that clocks skip moves forward by what they skip.
   std::int64_t utcOfLocal(std::int64_t local) const noexcept {
@@ -62,7 +77,9 @@ class ZoneRules {
   std::optional<std::int64_t> nextTransition(std::int64_t second) const noexcept;
 
   /// What the table holds by itself, for tests.
-  const std::vector<ZoneSpan>& spans() const noexcept { return spans_; }
+  std::span<const ZoneSpan> spans() const noexcept {
+    return std::span(spans_).first(spans_.size() - 2);
+  }
 
   /// Seconds in 400 Gregorian years.
   static constexpr std::int64_t cycle = std::int64_t{146097} * 86400;
@@ -87,10 +104,11 @@ class ZoneRules {
   }
 
   std::string identifier_;
-  std::vector<ZoneSpan> spans_;  // and one more that begins at the end of time
+  std::vector<ZoneSpan> spans_;  // and two more that begin at the end of time
   std::vector<std::string> names_;
   std::vector<std::uint16_t> buckets_;  // the span that each bucket begins in
   std::size_t lastBucket_ = 0;
+  std::uint64_t tableLength_ = 0;  // seconds from the first transition that the buckets cover
   std::int64_t firstTransition_;
   std::int64_t cycleEnd_;
 };
