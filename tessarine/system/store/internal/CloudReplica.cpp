@@ -10,6 +10,7 @@
 
 #include "tessarine/system/store/internal/CloudReplicaFile.hpp"
 #include "tessarine/system/store/internal/ObjectCoding.hpp"
+#include "tessarine/system/store/internal/cloudColumns.hpp"
 #include "tessarine/values/fatal.hpp"
 
 namespace tessarine::detail {
