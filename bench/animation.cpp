@@ -1,18 +1,20 @@
 // Curves, springs and frames. What the rows time:
 //   curve    the y of a cubic timing curve for 1024 x of [0, 1] in random order, and an x; beside
 //            QEasingCurve with the same curve. `error` is the greatest distance from the exact y
-//   step     one Runge-Kutta step of 8 ms of a spring: one spring through ten steps a frame, a
-//   step,
-//            beside hand-written code on plain doubles, and one spring through one step a frame
+//   step     one Runge-Kutta step of 8 ms of a spring: one spring through ten steps a frame, or
+//            one, beside hand-written code on plain doubles, and beside 18 additions of which
+//            each needs the one before, as many as the longest chain of the method has operations
 //   frame    one frame of 16.7 ms of one running animator, callback and all
 //   springs  one such frame of 10 000 running springs on one source
 //   link     how late the main queue takes a frame of the timer, over 5 s, on whatever else the
-//            machine does
+//            machine does; `timer`: how late its thread had it; `unhindered`: without the time for
+//            which the two threads, woken and ready, waited for a core that others had
 
 #include "tessarine/animation.hpp"
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <complex>
 #include <cstdio>
@@ -21,6 +23,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "allocations.hpp"
@@ -28,6 +31,8 @@
 #include "tessarine/system/dispatch/MainQueue.hpp"
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #ifdef TESSARINE_BENCH_QT
 #include <QEasingCurve>
@@ -181,6 +186,25 @@ void measurePlain() {
   });
 }
 
+/// From the speed before a step to the speed after: the pull (2 operations), thrice the next speed
+/// and its pull (4), and the mean (4). A product takes as long as an addition on common processors.
+constexpr int operationsOfChain = 18;
+
+void measureChain() {
+  benchmark::RegisterBenchmark("step/18 additions in a chain", [](benchmark::State& state) {
+    double summand = 1;
+    benchmark::DoNotOptimize(summand);
+    double sum = 0;
+    for (auto _ : state)
+      for (int step = 0; step < stepsOfFrame; ++step)
+        for (int i = 0; i < operationsOfChain; ++i) sum += summand;
+    benchmark::DoNotOptimize(sum);
+    state.counters["ns_per_step"] = benchmark::Counter(
+        static_cast<double>(stepsOfFrame) * 1e-9,
+        benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+  });
+}
+
 // ---- accuracy ----
 
 /// The exact way from 0 to 1, from a standstill.
@@ -266,23 +290,77 @@ void registerFrames() {
   })->Unit(benchmark::kMicrosecond);
 }
 
+/// How long this thread has waited, ready to run, for a core that others had: microseconds, as the
+/// system counts them; 0 where it does not.
+double waitForCores() {
+  thread_local const int file = open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC);
+  std::array<char, 80> text{};
+  if (pread(file, text.data(), text.size() - 1, 0) <= 0) return 0;
+  char* end = nullptr;
+  std::strtod(text.data(), &end);  // the time on a core comes first
+  return std::strtod(end, nullptr) * 1e-3;
+}
+
+double microseconds(DispatchTime time) {
+  return static_cast<double>(time.uptimeNanoseconds()) * 1e-3;
+}
+
+/// A link that notes what its thread goes through before the frame is handed on.
+class WatchedLink final : public CVDisplayLink {
+ public:
+  void setOutputHandler(OutputHandler handler) override {
+    link_->setOutputHandler(
+        [this, handler = std::move(handler)](const CVTimeStamp& now, const CVTimeStamp& output) {
+          arrived = microseconds(Clock::now());
+          waited = waitForCores();
+          return handler(now, output);
+        });
+  }
+  void start() override { link_->start(); }
+  void stop() override { link_->stop(); }
+
+  // Written before the frame is put on the main queue, which reads them long before the next one.
+  std::atomic<double> arrived{0};
+  std::atomic<double> waited{0};
+
+ private:
+  const std::shared_ptr<CVDisplayLink> link_ = CVDisplayLinkCreateWithRefreshRate(60);
+};
+
+void count(benchmark::State& state, const std::string& name, std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  state.counters[name + "_median_us"] = values[values.size() / 2];
+  state.counters[name + "_p99_us"] = values[values.size() * 99 / 100];
+  state.counters[name + "_worst_us"] = values.back();
+}
+
 void registerLink() {
   benchmark::RegisterBenchmark(
       "link/lateness of 300 frames",
       [](benchmark::State& state) {
+        const auto watched = std::make_shared<WatchedLink>();
         std::vector<double> late;
-        DisplayLink link(std::make_shared<FrameSource>(CVDisplayLinkCreateWithRefreshRate(60)));
+        std::vector<double> lateAtTimer;
+        std::vector<double> unhindered;
+        double waited = waitForCores();
+        double waitedAtTimer = 0;
+        DisplayLink link(std::make_shared<FrameSource>(watched));
         link.setOnFrame([&](const DisplayLink::Frame& frame) {
-          const double now = static_cast<double>(Clock::now().uptimeNanoseconds()) * 1e-9;
-          late.push_back((now - frame.previousTimestamp) * 1e6);
+          const double before = waited + waitedAtTimer;
+          late.push_back(microseconds(Clock::now()) - frame.previousTimestamp * 1e6);
+          lateAtTimer.push_back(watched->arrived - frame.previousTimestamp * 1e6);
+          waited = waitForCores();
+          waitedAtTimer = watched->waited;
+          unhindered.push_back(late.back() - (waited + waitedAtTimer - before));
           if (late.size() == 300) MainQueue::stop();
         });
         link.setIsPaused(false);
         for (auto _ : state) MainQueue::run();
-        std::sort(late.begin(), late.end());
-        state.counters["median_us"] = late[late.size() / 2];
-        state.counters["p99_us"] = late[late.size() * 99 / 100];
-        state.counters["worst_us"] = late.back();
+        count(state, "main", late);
+        count(state, "timer", lateAtTimer);
+        // The first frame has no wait of the timer thread to compare with.
+        unhindered.erase(unhindered.begin());
+        count(state, "unhindered", unhindered);
       })
       ->Iterations(1)
       ->UseRealTime()
@@ -305,6 +383,7 @@ int main(int argc, char** argv) {
   measurePlain<1>();
   measurePlain<2>();
   measurePlain<4>();
+  measureChain();
   registerAccuracy();
   registerFrames();
   registerLink();

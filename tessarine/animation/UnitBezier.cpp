@@ -1,42 +1,54 @@
 #include "tessarine/animation/UnitBezier.hpp"
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
+
+#include "tessarine/animation/SIMD2.hpp"
 
 namespace tessarine {
 namespace {
 
-/// The polynomials of one curve.
-struct UnitBezierSolver {
-  double ax, bx, cx;
-  double ay, by, cy;
+SIMD2 lanesOf(UnitBezier::ControlPoint point) { return {point.x, point.y}; }
 
-  explicit UnitBezierSolver(const UnitBezier& curve) noexcept
-      : cx(3 * curve.first.x), cy(3 * curve.first.y) {
-    bx = 3 * (curve.second.x - curve.first.x) - cx;
-    ax = 1 - cx - bx;
-    by = 3 * (curve.second.y - curve.first.y) - cy;
-    ay = 1 - cy - by;
+/// Beyond this a slope is no flat one; smaller ones, negative ones and not a number ask on. The
+/// bits of doubles above 0 have the order of the doubles, and are sooner compared.
+constexpr double flattest = 1e-6;
+bool isSteep(double slope) {
+  return std::bit_cast<std::int64_t>(slope) >= std::bit_cast<std::int64_t>(flattest);
+}
+
+/// The polynomials of one curve: x in the first lanes, y in the second.
+struct UnitBezierSolver {
+  SIMD2 a, b, c;
+
+  explicit UnitBezierSolver(const UnitBezier& curve) noexcept : c(3 * lanesOf(curve.first)) {
+    b = 3 * (lanesOf(curve.second) - lanesOf(curve.first)) - c;
+    a = SIMD2::filledWith(1) - c - b;
   }
 
-  double sampleX(double t) const noexcept { return t * (cx + t * (bx + t * ax)); }
-  double derivX(double t) const noexcept { return cx + t * (2 * bx + t * (3 * ax)); }
+  double sampleX(double t) const noexcept { return t * (c[0] + t * (b[0] + t * a[0])); }
+  double sampleY(double t) const noexcept { return t * (c[1] + t * (b[1] + a[1] * t)); }
+  double derivX(double t) const noexcept { return c[0] + t * (2 * b[0] + t * (3 * a[0])); }
 
-  /// The curve's parameter for `x`.
+  /// The curve's parameter for `x`. The time goes into a chain of operations that one turn hands to
+  /// the next, so what only decides whether to go on stays out of the units that work on it.
   double solveCurveX(double x, double eps) const noexcept {
     constexpr int iterations = 8;
-    constexpr double flattest = 1e-6;
+    // Without the sign bit; nothing is below a tolerance that is no number.
+    const std::uint64_t limit = eps > 0 ? std::bit_cast<std::uint64_t>(eps) << 1 : 0;
     double t = x;
     for (int i = 0; i < iterations; ++i) {
       const double err = sampleX(t) - x;
-      if (std::fabs(err) < eps) return t;
+      if (std::bit_cast<std::uint64_t>(err) << 1 < limit) return t;
       const double d = derivX(t);
-      if (std::fabs(d) < flattest) break;
+      if (!isSteep(d) && std::fabs(d) < flattest) break;
       t -= err / d;
     }
     return bisect(x, eps);
   }
 
-  double bisect(double x, double eps) const noexcept {
+  [[gnu::cold, gnu::noinline]] double bisect(double x, double eps) const noexcept {
     if (x < 0.0) return 0.0;
     if (x > 1.0) return 1.0;
     double lo = 0.0;
@@ -59,8 +71,7 @@ struct UnitBezierSolver {
 
 double UnitBezier::solve(double x, double epsilon) const noexcept {
   const UnitBezierSolver solver(*this);
-  const double t = solver.solveCurveX(x, epsilon);
-  return t * (solver.cy + t * (solver.by + solver.ay * t));
+  return solver.sampleY(solver.solveCurveX(x, epsilon));
 }
 
 }  // namespace tessarine

@@ -370,12 +370,15 @@ TEST_F(AccessorsTest, ManyThreadsEndWithCacheAndStoreInStep) {
   counter.reset();
   auto number = nullable<int>({.defaultValue = -1, .cacheValues = true});
   auto any = size({.defaultValue = Size::other, .cacheValues = true});
+  UserDefault<int> compared("key",
+                            {.defaultValue = -1, .cacheValues = true, .userDefaults = store});
   const auto repeat = [&](auto write) {
     return std::thread([=]() mutable {
       for (int i = 0; i < 1000; ++i) {
         write(i);
         number.wrappedValue();
         any.wrappedValue();
+        compared.wrappedValue();
       }
     });
   };
@@ -383,10 +386,13 @@ TEST_F(AccessorsTest, ManyThreadsEndWithCacheAndStoreInStep) {
       repeat([=](int i) mutable { number.setWrappedValue(i); }),
       repeat([=](int /*i*/) mutable { number.setWrappedValue(std::nullopt); }),
       repeat([=](int i) mutable { any.setWrappedValue(static_cast<Size>(i % 3)); }),
+      repeat([=](int i) mutable { compared.setWrappedValue(i % 5); }),
       repeat([this](int i) { store->set(i % 8, "key"); }),
   };
   for (auto& thread : threads) thread.join();
-  EXPECT_EQ(number.wrappedValue(), dynamicCast<int>(store->object("key")).value_or(-1));
+  const int stored = dynamicCast<int>(store->object("key")).value_or(-1);
+  EXPECT_EQ(number.wrappedValue(), stored);
+  EXPECT_EQ(compared.wrappedValue(), stored);
   EXPECT_EQ(any.wrappedValue(), size({.defaultValue = Size::other}).wrappedValue());
 }
 

@@ -173,14 +173,6 @@ TEST_F(UserDefaultTest, TwoTypesOnOneKeyEachReadTheirOwn) {
   }
 }
 
-TEST(UserDefaultNames, FallBackToTheStandardDomainButNeverForMirrors) {
-  UserDefaults::setDirectory(testing::TempDir() + "/tessarine-names-" + std::to_string(getpid()));
-  UserDefault<int> number("key",
-                          {.defaultValue = 0, .suiteName = "../x", .copyToSuiteName = "a/b"});
-  number.setWrappedValue(3);
-  EXPECT_EQ(UserDefaults::standard()->object("key"), PreferenceObject(3));
-}
-
 TEST(UserDefaultPublishing, TellsOfOwnChangesOnceWithOldAndNew) {
   MainQueue::drain();  // what earlier tests left
   const auto store = UserDefaults::temporary();
@@ -264,26 +256,6 @@ TEST(Conveniences, DropErrorsAndMismatches) {
   (*store)["key"] = std::nullopt;
   const std::optional<PreferenceObject> missing = (*store)["key"];
   EXPECT_EQ(missing, std::nullopt);
-}
-
-TEST_F(UserDefaultTest, ManyThreadsOnOneKeyEndWithCacheAndStoreInStep) {
-  auto number = accessor<int>({.defaultValue = 0, .cacheValues = true});
-  std::vector<std::thread> threads;
-  threads.reserve(4);
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&, t, mine = number]() mutable {
-      for (int i = 0; i < 2000; ++i) {
-        if (t == 3) {
-          store->set(-i, "key");
-        } else {
-          mine.setWrappedValue(t * 10000 + i);
-        }
-        mine.wrappedValue();
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(number.wrappedValue(), dynamicCast<int>(store->object("key")));
 }
 
 }  // namespace

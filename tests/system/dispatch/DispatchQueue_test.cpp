@@ -201,6 +201,9 @@ TEST(DispatchQueue, SpecificsAreFoundAlongTheTargetsOfTheCurrentQueueOnly) {
   const DispatchSpecificKey<int> unused;
   const auto here = [&] { return DispatchQueue::getSpecific(key); };
 
+  EXPECT_FALSE(DispatchQueue::isCurrent(*queue));
+  for (const Queue& each : {target, queue, other})
+    EXPECT_EQ(queue->sync([&] { return DispatchQueue::isCurrent(*each); }), each != other);
   target->setSpecific<std::string>(key, "of target");
   other->setSpecific<std::string>(key, "of other");
   EXPECT_EQ(queue->sync(here), "of target");

@@ -121,11 +121,16 @@ TEST(MainQueue, EpollLoopSeesEveryBlockOfManyProducers) {
 TEST(MainQueue, IsTheContextOfTheMainThreadAndOfQueuesThatTargetIt) {
   const DispatchSpecificKey<int> key;
   DispatchQueue::main()->setSpecific<int>(key, 1);
-  const auto here = [&] { return DispatchQueue::getSpecific(key).has_value(); };
+  const auto here = [&] {
+    const bool isFound = DispatchQueue::getSpecific(key).has_value();
+    EXPECT_EQ(DispatchQueue::isMainQueue(), isFound);
+    EXPECT_EQ(DispatchQueue::isCurrent(*DispatchQueue::main()), isFound);
+    return isFound;
+  };
   const auto queue = std::make_shared<DispatchQueue>("on.main", DispatchQueue::main());
   const auto background = std::make_shared<DispatchQueue>("background");
   EXPECT_TRUE(here());
-  EXPECT_FALSE(background->sync(here));
+  EXPECT_FALSE(background->sync(here)) << "the main thread, but another queue";
   std::vector<bool> seen;
   queue->async([&] { seen.push_back(here() && MainQueue::isMainThread()); });
   MainQueue::drain();

@@ -8,128 +8,12 @@
 #include <system_error>
 #include <utility>
 
+#include "tessarine/system/store/internal/CloudReplicaFile.hpp"
 #include "tessarine/system/store/internal/ObjectCoding.hpp"
 #include "tessarine/system/store/internal/cloudColumns.hpp"
 #include "tessarine/values/fatal.hpp"
 
 namespace tessarine::detail {
-namespace {
-
-constexpr SQLite::Schema schema{
-    .applicationId = 0x54455352,  // "TESR"
-    .version = 1,
-    .tables =
-        "CREATE TABLE accounts(account INTEGER PRIMARY KEY, user BLOB UNIQUE NOT NULL,"
-        " position BLOB NOT NULL, exchanged INTEGER);"
-        "INSERT INTO accounts VALUES(1, x'', x'', NULL);"
-        "CREATE TABLE present(replica BLOB NOT NULL, account INTEGER NOT NULL);"
-        "INSERT INTO present VALUES(randomblob(16), 1);"
-        "CREATE TABLE entries(account INTEGER, key BLOB, value BLOB, time INTEGER NOT NULL,"
-        " counter INTEGER NOT NULL, replica BLOB NOT NULL, standing INTEGER NOT NULL,"
-        " change INTEGER NOT NULL, PRIMARY KEY(account, key)) WITHOUT ROWID"};
-
-}  // namespace
-
-/// The statements on the file.
-class CloudReplica::File {
- public:
-  explicit File(const std::string& path)
-      : database(path, schema, {.isSynchronous = false}),
-        version_(database.prepare("PRAGMA data_version")),
-        present_(database.prepare("SELECT replica, accounts.account, user, position, exchanged"
-                                  " FROM present JOIN accounts ON accounts.account ="
-                                  " iif(?1 = 0, present.account, ?1)")),
-        changed_(database.prepare("SELECT key, value, time, counter, replica, standing, change"
-                                  " FROM entries WHERE account = ?1 AND change > ?2")),
-        put_(database.prepare("INSERT INTO entries VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)"
-                              " ON CONFLICT(account, key) DO UPDATE SET value = excluded.value,"
-                              " time = excluded.time, counter = excluded.counter,"
-                              " replica = excluded.replica, standing = excluded.standing,"
-                              " change = excluded.change")),
-        move_(database.prepare("UPDATE accounts SET position = ?2, exchanged = ?3"
-                               " WHERE account = ?1")) {}
-
-  /// Another number than before exactly when another connection has changed the file.
-  std::int64_t version() {
-    version_.run();
-    std::int64_t version = 0;
-    while (version_.next()) version = version_.integer(0);
-    return version;
-  }
-
-  struct Present {
-    UUID replica;
-    std::int64_t account = 0;
-    std::string user;
-    std::string position;
-    std::optional<std::int64_t> exchanged;
-  };
-  /// Of the account `chosen`; 0: of the one that was chosen last by any process.
-  Present present(std::int64_t chosen) {
-    Present present;
-    present_.run(chosen);
-    while (present_.next()) {
-      present = {uuidOf(present_.text(0)), present_.integer(1), std::string(present_.text(2)),
-                 std::string(present_.text(3)), std::nullopt};
-      if (!present_.isNull(4)) present.exchanged = present_.integer(4);
-    }
-    return present;
-  }
-
-  template <class Visit>
-  void forEachChanged(std::int64_t account, std::int64_t since, Visit visit) {
-    changed_.run(account, since);
-    while (changed_.next()) {
-      const Entry entry{stampOf(changed_, 2), ownedText(changed_, 1),
-                        static_cast<Standing>(changed_.integer(5))};
-      visit(changed_.text(0), entry, changed_.integer(6));
-    }
-  }
-
-  void put(std::int64_t account, std::string_view key, const Entry& entry, std::int64_t change) {
-    put_.execute(account, key, entry.value, entry.stamp.time, std::int64_t{entry.stamp.counter},
-                 bytesOf(entry.stamp.replica), static_cast<std::int64_t>(entry.standing), change);
-  }
-  void moveTo(std::int64_t account, const std::string& position,
-              std::optional<std::int64_t> exchanged) {
-    move_.execute(account, position, exchanged.value_or(0));
-  }
-
-  /// Makes the account of `user` the one that processes begin with, and gives it.
-  std::int64_t choose(const std::string& user) {
-    const std::int64_t account = accountOf(user);
-    database.prepare("UPDATE present SET account = ?1").execute(account);
-    return account;
-  }
-
-  void forgetRemovals(std::int64_t before) {
-    database.prepare("DELETE FROM entries WHERE value IS NULL AND standing = 0 AND time < ?1")
-        .execute(before);
-  }
-
-  SQLite database;
-
- private:
-  /// The account of `user`, made when missing. The first user takes over what was nobody's.
-  std::int64_t accountOf(const std::string& user) {
-    auto find = database.prepare("SELECT account FROM accounts WHERE user = ?1");
-    find.run(user);
-    if (find.next()) return find.integer(0);
-    if (database.number("SELECT count(*) FROM accounts") == 1 &&
-        database.number("SELECT length(user) FROM accounts") == 0) {
-      database.prepare("UPDATE accounts SET user = ?1").execute(user);
-      return database.number("SELECT account FROM accounts");
-    }
-    database.prepare("INSERT INTO accounts(user, position) VALUES(?1, x'')").execute(user);
-    return database.number("SELECT last_insert_rowid()");
-  }
-
-  SQLite::Statement version_;
-  SQLite::Statement present_;
-  SQLite::Statement changed_;
-  SQLite::Statement put_;
-  SQLite::Statement move_;
-};
 
 // ---- opening ----
 
@@ -543,7 +427,7 @@ bool CloudReplica::saveUnsaved() {
 void CloudReplica::checkpoint(const std::string& path) {
   if (path.empty()) return;
   try {
-    SQLite(path, schema, {.isSynchronous = false}).checkpoint();
+    File::checkpoint(path);
   } catch (const DatabaseError&) {  // it is told where the file is written
   }
 }
