@@ -235,12 +235,16 @@ class LevelMatcher {
     std::vector<std::int32_t> deleted;
     ListReader<Element> olds(old_);
     ListReader<Element> news(now_);
-    std::int32_t expected = start;  // an element's counterpart mostly follows that of its neighbour
+    const auto isAt = [&](std::int32_t place, const Element& element) {
+      return place < new_end && states[static_cast<std::size_t>(place)] != repeated &&
+             news[place].identifier() == element.identifier();
+    };
+    std::int32_t expected = start;
     for (std::int32_t at = start; at < old_end; ++at) {
       const Element& element = olds[at];
+      // An element's counterpart mostly follows that of its neighbour, or one that was inserted.
       std::int32_t found = expected;
-      if (found >= new_end || states[static_cast<std::size_t>(found)] == repeated ||
-          !(news[found].identifier() == element.identifier())) {
+      if (!isAt(found, element) && !isAt(++found, element)) {
         found = index.find(hashOf(element), isNew(element));
         if (found < 0) {
           deleted.push_back(at);
