@@ -126,6 +126,9 @@ class Counted {
   std::uint64_t before_;
 };
 
+/// Long enough for the first runs, which take fresh pages from the system, to matter little.
+void untilSteady(benchmark::internal::Benchmark* row) { row->MinTime(0.1); }
+
 // ---- decode ----
 
 void decodeTessarine(benchmark::State& state) {
@@ -135,7 +138,7 @@ void decodeTessarine(benchmark::State& state) {
     benchmark::DoNotOptimize(decoder.decode<std::vector<Person>>(document()));
   }
 }
-BENCHMARK(decodeTessarine)->Name("decode/ours");
+BENCHMARK(decodeTessarine)->Name("decode/ours")->Apply(untilSteady);
 
 Person personFrom(simdjson::ondemand::object object) {
   Person p;
@@ -170,7 +173,7 @@ void decodeSimdjson(benchmark::State& state) {
     benchmark::DoNotOptimize(all);
   }
 }
-BENCHMARK(decodeSimdjson)->Name("decode/simdjson, on demand");
+BENCHMARK(decodeSimdjson)->Name("decode/simdjson, on demand")->Apply(untilSteady);
 
 #ifdef TESSARINE_BENCH_RAPIDJSON
 std::string textOf(const rapidjson::Value& value) {
@@ -204,7 +207,7 @@ void decodeRapidJson(benchmark::State& state) {
     benchmark::DoNotOptimize(all);
   }
 }
-BENCHMARK(decodeRapidJson)->Name("decode/RapidJSON, document and fields");
+BENCHMARK(decodeRapidJson)->Name("decode/RapidJSON, document and fields")->Apply(untilSteady);
 
 template <class Writer>
 void write(Writer& writer, const Person& p) {
@@ -287,7 +290,7 @@ void decodeNlohmann(benchmark::State& state) {
     benchmark::DoNotOptimize(all);
   }
 }
-BENCHMARK(decodeNlohmann)->Name("decode/nlohmann");
+BENCHMARK(decodeNlohmann)->Name("decode/nlohmann")->Apply(untilSteady);
 #endif
 
 // ---- encode ----
@@ -296,9 +299,9 @@ void encodeTessarine(benchmark::State& state) {
   const Counted counted(state, document().size(), people().size());
   for (auto _ : state) benchmark::DoNotOptimize(plainEncoder().encode(people()));
 }
-BENCHMARK(encodeTessarine)->Name("encode/ours");
+BENCHMARK(encodeTessarine)->Name("encode/ours")->Apply(untilSteady);
 #ifdef TESSARINE_BENCH_RAPIDJSON
-BENCHMARK(encodeRapidJson)->Name("encode/RapidJSON writer");
+BENCHMARK(encodeRapidJson)->Name("encode/RapidJSON writer")->Apply(untilSteady);
 #endif
 
 // ---- forms ----
@@ -391,9 +394,13 @@ void mapWalked(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(formDirect)->Name("pairs/direct")->Arg(1000)->Arg(10'000)->Arg(100'000);
-BENCHMARK(mapWalked)->Name("pairs/the map walked")->Arg(1000)->Arg(10'000)->Arg(100'000);
-BENCHMARK(formTree)->Name("pairs/tree")->Arg(1000)->Arg(10'000)->Arg(100'000);
+void manySizes(benchmark::internal::Benchmark* row) {
+  untilSteady(row);
+  row->Arg(1000)->Arg(10'000)->Arg(100'000);
+}
+BENCHMARK(formDirect)->Name("pairs/direct")->Apply(manySizes);
+BENCHMARK(mapWalked)->Name("pairs/the map walked")->Apply(manySizes);
+BENCHMARK(formTree)->Name("pairs/tree")->Apply(manySizes);
 
 // ---- deep copy ----
 

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -45,15 +47,45 @@ std::optional<Float> floatOfJSONNumber(std::string_view number) noexcept;
 
 // ---- the short ways ----
 
+/// The digits that eight bytes begin with.
+struct LeadingDigits {
+  std::uint64_t value;
+  std::size_t count;
+};
+
+/// Reads up to eight digits without a branch that depends on how many there are, which cannot be
+/// foreseen (D. Lemire, "Number parsing at a gigabyte per second", 2021).
+inline LeadingDigits leadingDigits(const char* eight) noexcept {
+  std::uint64_t bytes = 0;
+  std::memcpy(&bytes, eight, sizeof bytes);
+  bytes ^= 0x3030303030303030U;  // now a digit is its value, and all else above 9
+  const std::uint64_t others =
+      (((bytes & 0x7F7F7F7F7F7F7F7FU) + 0x7676767676767676U) | bytes) & 0x8080808080808080U;
+  const std::size_t count = static_cast<std::size_t>(std::countr_zero(others)) / 8;
+  // The last digit to the highest byte and zeros before the first; two shifts, for one by 64 is
+  // none.
+  std::uint64_t digits = bytes << (32 - 4 * count) << (32 - 4 * count);
+  digits = digits * 10 + (digits >> 8);  // pairs
+  constexpr std::uint64_t pairs = 0x000000FF000000FFU;
+  digits =
+      ((digits & pairs) * 0x000F424000000064U + (digits >> 16 & pairs) * 0x0000271000000001U) >> 32;
+  return {digits, count};
+}
+
 /// A number without fraction or exponent that surely fits in 64 bits, which `text` begins with;
 /// absent for all others.
 inline std::optional<std::int64_t> shortJSONInteger(std::string_view text) noexcept {
   constexpr std::size_t mostDigits = 18;
   const bool isNegative = text.starts_with('-');
   const std::size_t first = isNegative ? 1 : 0;
-  const std::size_t last = std::min(text.size(), first + mostDigits);
   std::size_t at = first;
   std::int64_t magnitude = 0;
+  if (first + 8 < text.size()) {
+    const LeadingDigits digits = leadingDigits(text.data() + first);
+    at += digits.count;
+    magnitude = static_cast<std::int64_t>(digits.value);
+  }
+  const std::size_t last = std::min(text.size(), first + mostDigits);
   for (; at < last && isDigit(text[at]); ++at) magnitude = magnitude * 10 + (text[at] - '0');
   const bool hasLeadingZero = at > first + 1 && text[first] == '0';
   if (at == first || hasLeadingZero || !endsJSONToken(text, at)) return std::nullopt;
@@ -72,6 +104,13 @@ inline std::optional<double> shortJSONDouble(std::string_view text) noexcept {
   std::size_t at = first;
   std::uint64_t digits = 0;
   const auto run = [&] {
+    if (at + 8 < text.size()) {
+      static constexpr std::array<std::uint64_t, 9> tens{
+          1, 10, 100, 1'000, 10'000, 100'000, 1'000'000, 10'000'000, 100'000'000};
+      const LeadingDigits leading = leadingDigits(text.data() + at);
+      at += leading.count;
+      digits = digits * tens[leading.count] + leading.value;
+    }
     for (; at < text.size() && at - first <= mostDigits && isDigit(text[at]); ++at) {
       digits = digits * 10 + static_cast<std::uint64_t>(text[at] - '0');
     }
