@@ -232,7 +232,7 @@ class LevelMatcher {
                     result_.repeatedNew.push_back(at);
                   });
 
-    std::vector<std::int32_t> deleted;
+    std::vector<Deleted> deleted;
     ListReader<Element> olds(old_);
     ListReader<Element> news(now_);
     const auto isAt = [&](std::int32_t place, const Element& element) {
@@ -245,9 +245,10 @@ class LevelMatcher {
       // An element's counterpart mostly follows that of its neighbour, or one that was inserted.
       std::int32_t found = expected;
       if (!isAt(found, element) && !isAt(++found, element)) {
-        found = index.find(hashOf(element), isNew(element));
+        const std::size_t hash = hashOf(element);
+        found = index.find(hash, isNew(element));
         if (found < 0) {
-          deleted.push_back(at);
+          deleted.push_back({at, hash});
           continue;
         }
       }
@@ -287,17 +288,21 @@ class LevelMatcher {
     }
   }
 
+  struct Deleted {
+    std::int32_t at;
+    std::size_t hash;
+  };
+
   /// Of the deleted elements, those whose identifier has gone before.
-  void findRepeats(const std::vector<std::int32_t>& deleted) {
+  void findRepeats(const std::vector<Deleted>& deleted) {
     IdentifierIndex index(deleted.size(), static_cast<std::size_t>(old_.count()));
     ListReader<Element> olds(old_);
     ListReader<Element> others(old_);
-    for (const std::int32_t at : deleted) {
-      const Element& element = olds[at];
-      const auto isOld = [&](std::int32_t other) {
-        return others[other].identifier() == element.identifier();
+    for (const auto& [at, hash] : deleted) {
+      const auto isOld = [&, place = at](std::int32_t other) {
+        return others[other].identifier() == olds[place].identifier();
       };
-      if (index.findOrAdd(hashOf(element), at, isOld) != at) result_.repeatedOld.push_back(at);
+      if (index.findOrAdd(hash, at, isOld) != at) result_.repeatedOld.push_back(at);
     }
     if (!result_.repeatedOld.empty() || !result_.repeatedNew.empty()) result_.repeats = true;
   }
