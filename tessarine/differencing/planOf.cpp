@@ -97,6 +97,7 @@ class Planner {
     CutRuns<IndexPath>(old_, now_).forEach(matching_.rows.runs, use);
     chooseStaying(first);
     forEachDeleted(matching_.rows, [&](std::int32_t row) { deleted_.push_back(row); });
+    leaving_.assign(at(rows_.listCount()), 0);
     for (Block& block : blocks_) {
       if (!block.stays) countMoves(block.run);
     }
@@ -139,12 +140,14 @@ class Planner {
 
   /// The rows of a block that does not stay are moved, or replaced where moves are suppressed.
   void countMoves(const LevelMatching::Run& run) {
+    std::int32_t& leaving = leaving_[at(old_.sectionOf(run.oldStart))];
     for (std::int32_t i = 0; i < run.length; ++i) {
       if (isReplaced(run.oldStart + i, run.newStart + i)) {
         deleted_.push_back(run.oldStart + i);
         replaced_.push_back(run.oldStart + i);
       } else {
         ++moves_of_rows_;
+        ++leaving;
       }
     }
   }
@@ -222,7 +225,8 @@ class Planner {
 
   /// Goes behind a block that stays. Rows that have still to leave may lie before it.
   void stay(const LevelMatching::Run& run) {
-    next_ = rows_.locate(run.oldStart + run.length - 1)->rank + 1;
+    next_ = leaving_[at(list_)] == 0 ? next_ + run.length
+                                     : rows_.locate(run.oldStart + run.length - 1)->rank + 1;
   }
 
   void insertRow(std::int32_t row) {
@@ -234,6 +238,7 @@ class Planner {
     if (isReplaced(old, row)) return insertRow(row);
     const PieceLists::Place from = *rows_.locate(old);
     rows_.erase(from.list, from.rank);
+    --leaving_[at(from.list)];
     if (from.list == list_ && from.rank < next_) --next_;
     rows_.insert(list_, next_, old);
     steps_.push_back({Kind::moveRow,
@@ -285,6 +290,7 @@ class Planner {
   std::vector<Block> blocks_;        // by old position, then by new position
   std::vector<std::int32_t> deleted_;
   std::vector<std::int32_t> replaced_;
+  std::vector<std::int32_t> leaving_;  // by list: rows that have still to move to another place
   std::size_t moves_ = 0;
   std::size_t moves_of_rows_ = 0;
   std::size_t changed_rows_ = 0;
