@@ -11,10 +11,46 @@
 
 namespace {
 
-std::atomic<std::uint64_t> allocations{0};
+/// One thread's count, which only that thread changes: a count that all share would cost each
+/// allocation as much as a short text's own.
+struct ThreadAllocations {
+  std::atomic<std::uint64_t> count{0};
+  ThreadAllocations* next = nullptr;
+
+  static ThreadAllocations& own() {
+    thread_local ThreadAllocations* const mine = add();
+    return *mine;
+  }
+  static std::atomic<ThreadAllocations*>& all() {
+    static std::atomic<ThreadAllocations*> head{nullptr};
+    return head;
+  }
+
+ private:
+  /// Stays when the thread ends.
+  static ThreadAllocations* add() {
+    auto* const made = new (std::malloc(sizeof(ThreadAllocations))) ThreadAllocations;
+    made->next = all().load();
+    while (!all().compare_exchange_weak(made->next, made)) {
+    }
+    return made;
+  }
+};
+
+struct Allocations {
+  std::uint64_t load() const {
+    std::uint64_t sum = 0;
+    for (const auto* each = ThreadAllocations::all().load(); each; each = each->next) {
+      sum += each->count.load(std::memory_order_relaxed);
+    }
+    return sum;
+  }
+};
+constexpr Allocations allocations;
 
 void* countedAllocation(std::size_t size, std::size_t alignment) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
+  std::atomic<std::uint64_t>& count = ThreadAllocations::own().count;
+  count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   void* const memory =
       alignment ? std::aligned_alloc(alignment, (size + alignment - 1) & ~(alignment - 1))
                 : std::malloc(size);

@@ -1,10 +1,10 @@
 // Ordered changes beside dtl and two references written here, and the comparison of table snapshots
 // beside one hash table of the same identifiers. What the rows time:
-//   myers (n,d)   from n distinct integers to a list that differs by d edits, half of them
-//   removals,
-//                 scattered: the script, as a CollectionChanges
+//   myers (n,d)   from n distinct integers to a list that differs by d edits, scattered, half of
+//                 them removals: the script, as a CollectionChanges
 //     linear space   Myers' refinement that keeps no trace and halves the problem, script only
 //     distance only  his greedy search without any trace: the number of edits, no script
+//   moved (n,m)   the same to a list in which m of the integers have other places
 //   strings (n,d) the same with texts of 9 to 13 characters, numbered first and compared directly
 //   table         100 000 rows in 1 000 sections (or ten times that): 1% each of rows inserted,
 //                 deleted and updated, 300 moved; `300 moves` are those alone, pairs of rows
@@ -94,6 +94,19 @@ Ints edited(int n, int edits) {
   std::erase_if(list, [&](int each) { return removed.contains(each); });
   for (int i = 0; i < edits - edits / 2; ++i) {
     list.insert(list.begin() + static_cast<std::ptrdiff_t>(random() % (list.size() + 1)), n + i);
+  }
+  return list;
+}
+
+/// The numbers 0 to n - 1, of which `count` were taken out and put in elsewhere.
+Ints moved(int n, int count) {
+  std::mt19937 random(static_cast<unsigned>(n + count));
+  Ints list = edited(n, 0);
+  for (int i = 0; i < count; ++i) {
+    const auto from = list.begin() + static_cast<std::ptrdiff_t>(random() % list.size());
+    const int element = *from;
+    list.erase(from);
+    list.insert(list.begin() + static_cast<std::ptrdiff_t>(random() % (list.size() + 1)), element);
   }
   return list;
 }
@@ -242,7 +255,37 @@ void registerMyers(int n, int edits) {
 #endif
 }
 
-/// Two lists with nothing in common: every point is looked at, most of them twice.
+/// Moves only: no element is in one list alone, so that all points have to be looked at.
+void registerMoved(int n, int count) {
+  const std::string size = sizeText("moved", n, count);
+  const Ints old = edited(n, 0);
+  const Ints now = moved(n, count);
+  const auto edits = static_cast<std::size_t>(distanceOnly(old, now));
+  benchmark::RegisterBenchmark((size + "changes").c_str(), [=](benchmark::State& state) {
+    for (auto _ : state) require(changes(now, old).size() == edits, "changes");
+  });
+  benchmark::RegisterBenchmark((size + "linear space").c_str(), [=](benchmark::State& state) {
+    for (auto _ : state) {
+      require(LinearSpace(old, now).script().size() == edits, "linear");
+    }
+  });
+  benchmark::RegisterBenchmark((size + "distance only").c_str(), [=](benchmark::State& state) {
+    for (auto _ : state) {
+      require(static_cast<std::size_t>(distanceOnly(old, now)) == edits, "distance");
+    }
+  });
+#ifdef TESSARINE_BENCH_DTL
+  benchmark::RegisterBenchmark((size + "dtl").c_str(), [=](benchmark::State& state) {
+    for (auto _ : state) {
+      dtl::Diff<int, Ints> diff(old, now);
+      diff.compose();
+      require(static_cast<std::size_t>(diff.getEditDistance()) == edits, "dtl");
+    }
+  });
+#endif
+}
+
+/// Two lists with nothing in common.
 void registerDifferent(int n) {
   Ints old(static_cast<std::size_t>(n));
   for (int i = 0; i < n; ++i) old[static_cast<std::size_t>(i)] = i;
@@ -360,15 +403,20 @@ class TableEditor {
 
 using Verdict = TablePlan::Verdict;
 
+/// Runs long enough for the first turn, which takes fresh pages from the system, to matter little.
+void untilSteady(const std::string& name, const std::function<void(benchmark::State&)>& row) {
+  benchmark::RegisterBenchmark(name.c_str(), row)->MinTime(0.1);
+}
+
 void registerPair(const std::string& name, const Table& old, const Table& now, bool applicable) {
-  benchmark::RegisterBenchmark((name + "/difference").c_str(), [=](benchmark::State& state) {
+  untilSteady(name + "/difference", [=](benchmark::State& state) {
     for (auto _ : state) {
       const Difference found = difference(now, old);
       require(!applicable || found.changeKind() != Difference::ChangeKind::hasChangeButCannotApply,
               "difference");
     }
   });
-  benchmark::RegisterBenchmark((name + "/plan").c_str(), [=](benchmark::State& state) {
+  untilSteady(name + "/plan", [=](benchmark::State& state) {
     std::size_t steps = 0;
     for (auto _ : state) {
       const TablePlan plan = tablePlan(old, now);
@@ -378,23 +426,21 @@ void registerPair(const std::string& name, const Table& old, const Table& now, b
     state.counters["steps"] = static_cast<double>(steps);
   });
 #ifdef TESSARINE_BENCH_ABSL
-  benchmark::RegisterBenchmark((name + "/absl::flat_hash_map").c_str(),
-                               [=](benchmark::State& state) {
-                                 for (auto _ : state) {
-                                   absl::flat_hash_map<std::int64_t, std::int32_t> map;
-                                   map.reserve(now.rows.size() * now.rows[0].size());
-                                   std::int32_t number = 0;
-                                   for (const auto& rows : now.rows) {
-                                     for (const Row& row : rows) map.emplace(row.id, number++);
-                                   }
-                                   std::int64_t found = 0;
-                                   for (const auto& rows : old.rows) {
-                                     for (const Row& row : rows)
-                                       found += map.contains(row.id) ? 1 : 0;
-                                   }
-                                   benchmark::DoNotOptimize(found);
-                                 }
-                               });
+  untilSteady(name + "/absl::flat_hash_map", [=](benchmark::State& state) {
+    for (auto _ : state) {
+      absl::flat_hash_map<std::int64_t, std::int32_t> map;
+      map.reserve(now.rows.size() * now.rows[0].size());
+      std::int32_t number = 0;
+      for (const auto& rows : now.rows) {
+        for (const Row& row : rows) map.emplace(row.id, number++);
+      }
+      std::int64_t found = 0;
+      for (const auto& rows : old.rows) {
+        for (const Row& row : rows) found += map.contains(row.id) ? 1 : 0;
+      }
+      benchmark::DoNotOptimize(found);
+    }
+  });
 #endif
 }
 
@@ -435,6 +481,7 @@ int main(int argc, char** argv) {
     registerMyers(n, edits);
   }
   registerMyers(100'000, 20'000);
+  registerMoved(10'000, 1'000);
   registerDifferent(30'000);
   registerStrings(10'000, 100);
   registerStrings(10'000, 2'000);
