@@ -8,7 +8,8 @@
 //   springs  one such frame of 10 000 running springs on one source
 //   link     how late the main queue takes a frame of the timer, over 5 s, on whatever else the
 //            machine does; `timer`: how late its thread had it; `unhindered`: without the time for
-//            which the two threads, woken and ready, waited for a core that others had
+//            which the two threads, woken and ready, waited for a core that others had; and how
+//            late a thread is that does nothing but sleep to such frames
 
 #include "tessarine/animation.hpp"
 
@@ -32,6 +33,8 @@
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <sys/prctl.h>
+#include <time.h>
 #include <unistd.h>
 
 #ifdef TESSARINE_BENCH_QT
@@ -367,6 +370,38 @@ void registerLink() {
       ->Unit(benchmark::kMillisecond);
 }
 
+/// A thread that does nothing but sleep to the frames of a 60 Hz clock: what the machine allows.
+void registerSleeper() {
+  benchmark::RegisterBenchmark(
+      "link/lateness of a sleeper",
+      [](benchmark::State& state) {
+        prctl(PR_SET_TIMERSLACK, 1UL);
+        constexpr long second = 1'000'000'000;
+        timespec deadline{};
+        clock_gettime(CLOCK_MONOTONIC, &deadline);
+        std::vector<double> late;
+        for (auto _ : state) {
+          while (late.size() < 300) {
+            deadline.tv_nsec += second / 60;
+            if (deadline.tv_nsec >= second) {
+              deadline.tv_nsec -= second;
+              ++deadline.tv_sec;
+            }
+            clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr);
+            timespec now{};
+            clock_gettime(CLOCK_MONOTONIC, &now);
+            late.push_back(static_cast<double>(now.tv_sec - deadline.tv_sec) * 1e6 +
+                           static_cast<double>(now.tv_nsec - deadline.tv_nsec) * 1e-3);
+          }
+        }
+        prctl(PR_SET_TIMERSLACK, 0UL);  // back to what the thread began with
+        count(state, "sleeper", late);
+      })
+      ->Iterations(1)
+      ->UseRealTime()
+      ->Unit(benchmark::kMillisecond);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -387,6 +422,7 @@ int main(int argc, char** argv) {
   registerAccuracy();
   registerFrames();
   registerLink();
+  registerSleeper();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();
