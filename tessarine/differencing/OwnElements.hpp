@@ -67,7 +67,7 @@ class OwnElementsSearch {
         index_(count()),
         group_(count()),
         lists_(count()),
-        filter_(32 * std::bit_ceil(count() + 1)),
+        filter_(std::min(32 * std::bit_ceil(count() + 1), largestFilter)),
         shift_(std::countl_zero(filter_.size()) + 1) {
     for (std::size_t i = 0; i < count(); ++i) add(i);
     noteMatched();
@@ -77,6 +77,7 @@ class OwnElementsSearch {
   OwnElements ofNew() const { return {now_.size(), own(unmatched_.inserted, removedCount())}; }
 
  private:
+  static constexpr std::size_t largestFilter = std::size_t{4} * 1024 * 1024;
   static constexpr char inOld = 1;
   static constexpr char inNew = 2;
 
@@ -89,7 +90,8 @@ class OwnElementsSearch {
   }
 
   static std::size_t hash(const Number& element) { return std::hash<Number>{}(element); }
-  /// Of the filter, which has 32 slots for each unmatched element, so that few others meet one.
+  /// Of the filter, which has 32 slots for each unmatched element, so that few others meet one;
+  /// fewer where these are very many.
   std::size_t slotOf(const Number& element) const {
     return static_cast<std::size_t>(hash(element) * 0x9E3779B97F4A7C15U >> shift_);
   }
