@@ -221,10 +221,8 @@ std::string sizeText(const char* what, int n, int edits) {
   return text;
 }
 
-void registerMyers(int n, int edits) {
-  const std::string size = sizeText("myers", n, edits);
-  const Ints old = edited(n, 0);
-  const Ints now = edited(n, edits);
+/// Each search for the `edits` edits from one list to the other.
+void registerSearches(const std::string& size, const Ints& old, const Ints& now, int edits) {
   const auto count = static_cast<std::size_t>(edits);
   benchmark::RegisterBenchmark((size + "changes").c_str(), [=](benchmark::State& state) {
     const Peak peak;
@@ -255,34 +253,15 @@ void registerMyers(int n, int edits) {
 #endif
 }
 
+void registerMyers(int n, int edits) {
+  registerSearches(sizeText("myers", n, edits), edited(n, 0), edited(n, edits), edits);
+}
+
 /// Moves only: no element is in one list alone, so that all points have to be looked at.
 void registerMoved(int n, int count) {
-  const std::string size = sizeText("moved", n, count);
   const Ints old = edited(n, 0);
   const Ints now = moved(n, count);
-  const auto edits = static_cast<std::size_t>(distanceOnly(old, now));
-  benchmark::RegisterBenchmark((size + "changes").c_str(), [=](benchmark::State& state) {
-    for (auto _ : state) require(changes(now, old).size() == edits, "changes");
-  });
-  benchmark::RegisterBenchmark((size + "linear space").c_str(), [=](benchmark::State& state) {
-    for (auto _ : state) {
-      require(LinearSpace(old, now).script().size() == edits, "linear");
-    }
-  });
-  benchmark::RegisterBenchmark((size + "distance only").c_str(), [=](benchmark::State& state) {
-    for (auto _ : state) {
-      require(static_cast<std::size_t>(distanceOnly(old, now)) == edits, "distance");
-    }
-  });
-#ifdef TESSARINE_BENCH_DTL
-  benchmark::RegisterBenchmark((size + "dtl").c_str(), [=](benchmark::State& state) {
-    for (auto _ : state) {
-      dtl::Diff<int, Ints> diff(old, now);
-      diff.compose();
-      require(static_cast<std::size_t>(diff.getEditDistance()) == edits, "dtl");
-    }
-  });
-#endif
+  registerSearches(sizeText("moved", n, count), old, now, distanceOnly(old, now));
 }
 
 /// Two lists with nothing in common.

@@ -119,8 +119,8 @@ requires std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_
 
 /// The same with element equality as the test. Elements that can be hashed and are more than a
 /// scalar are numbered, equal ones alike, so that the search compares integers; unless so few
-/// change that this is found sooner. Numbers take little more time than it takes to read them where
-/// the changes are of elements that only one list has; see `NumberEdit`.
+/// change that this is found sooner. Where the changes of numbers are of elements that only one
+/// list has, time grows with the lengths and the changes alone; see `NumberEdit`.
 template <std::ranges::bidirectional_range New, std::ranges::bidirectional_range Old>
 requires(std::same_as<std::ranges::range_value_t<New>, std::ranges::range_value_t<Old>>&&
              std::equality_comparable<std::ranges::range_value_t<New>>)
