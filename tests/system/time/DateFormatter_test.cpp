@@ -156,6 +156,12 @@ TEST(ISO8601DateFormatter, EveryByteCounts) {
       ASSERT_FALSE(form.date(good.substr(0, place)));
     }
   }
+  for (const std::string& edge :
+       {std::string("0000-01-01T00:00:00Z"), std::string("1582-10-14T23:59:59Z"),
+        std::string("1582-10-15T00:00:00Z"), std::string("9999-12-31T23:59:59Z")}) {
+    ASSERT_EQ(form.string(form.date(edge).value_or(Date())), edge);
+  }
+  EXPECT_EQ(form.string(Date::since1970(253'402'300'800.0)), "");
   // Behind a text, that stays; nor is it touched by a date that has no text.
   std::string text = "at ";
   form.append(may, text);

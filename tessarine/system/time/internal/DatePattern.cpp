@@ -134,6 +134,8 @@ bool DatePattern::add(Piece piece) {
   hasZone_ = hasZone_ || piece.field == Field::zone;
   hasWeek_ = hasWeek_ || piece.field == Field::week;
   fuse();
+  isInternet_ = count_ == 2 && pieces_[0].field == Field::dateTime &&
+                pieces_[1].field == Field::zone && pieces_[1].zone.writesZ;
   return true;
 }
 

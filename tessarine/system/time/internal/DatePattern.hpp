@@ -93,6 +93,7 @@ class DatePattern {
   Days days_;
   bool hasZone_ = false;
   bool hasWeek_ = false;
+  bool isInternet_ = false;  // the date and the time in one, and a zone that is Z in GMT
 };
 
 inline constexpr std::array<std::int64_t, 10> powersOf10 = {

@@ -1,6 +1,7 @@
 // Writing dates by a pattern.
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "tessarine/system/time/internal/DatePattern.hpp"
 #include "tessarine/system/time/internal/GregorianDay.hpp"
@@ -153,6 +154,14 @@ char* writePiece(char* out, const DatePattern::Piece& piece, const WrittenDate& 
   return out;
 }
 
+constexpr std::size_t internetSize = std::string_view("yyyy-MM-ddTHH:mm:ssZ").size();
+
+/// Of GMT, since Gregorian days began.
+constexpr bool hasFourDigitYear(std::int64_t second) {
+  return second >= firstGregorianDay * secondsADay &&
+         second < daysFromCivil({10'000, 1, 1}) * secondsADay;
+}
+
 /// Before Gregorian days begin. Out of line like the above.
 [[gnu::noinline]] CivilDay earlyCivil(std::int64_t day, DatePattern::Days days) {
   return days == DatePattern::Days::iso ? civilFromDays(day) : julianFromDays(day);
@@ -161,6 +170,13 @@ char* writePiece(char* out, const DatePattern::Piece& piece, const WrittenDate& 
 }  // namespace
 
 std::string DatePattern::string(Instant instant, std::int32_t offset) const {
+  if (isInternet_ && offset == 0 && hasFourDigitYear(instant.second)) {
+    std::string text(internetSize, 'Z');
+    const LocalTime local(instant, offset);
+    const CivilDay civil = civilFromRecentDays(local.day);
+    writeDateTime(text.data(), civil.year, civil, pieces_.front().literal, local.secondOfDay);
+    return text;
+  }
   std::string text(greatestSize_, '\0');
   text.resize(write(text.data(), instant, offset));
   return text;
@@ -188,7 +204,7 @@ std::size_t DatePattern::write(char* const text, Instant instant, std::int32_t o
   if (piece->field == Field::dateTime) {
     out = writeDateTime(out, year, civil, piece->literal, local.secondOfDay);
     ++piece;
-    if (piece != end && piece->field == Field::zone && piece->zone.writesZ && offset == 0) {
+    if (isInternet_ && offset == 0) {
       *out++ = 'Z';
       ++piece;
     }
