@@ -4,4 +4,5 @@
 #include "tessarine/web/URLEncodedFormComponent.hpp"
 #include "tessarine/web/URLEncodedFormDecoder.hpp"
 #include "tessarine/web/URLEncodedFormEncoder.hpp"
+#include "tessarine/web/URLEncodedFormObject.hpp"
 #include "tessarine/web/URLEncodedFormSerializer.hpp"

@@ -1,54 +1,17 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
 #include <vector>
 
 #include "tessarine/coding/CodingKey.hpp"
 #include "tessarine/coding/CodingPathNode.hpp"
 #include "tessarine/export.hpp"
+#include "tessarine/web/URLEncodedFormObject.hpp"
 
 namespace tessarine {
-
-class URLEncodedFormComponent;
-
-/// The pairs of an object in the order in which their keys first came. Keys are unique as long as
-/// they are put in by `valueFor`; looking one up takes constant time, also in a large object.
-class TESSARINE_EXPORT URLEncodedFormObject {
- public:
-  using Pair = std::pair<std::string, URLEncodedFormComponent>;
-
-  std::size_t size() const noexcept;
-  bool empty() const noexcept { return size() == 0; }
-  const Pair* begin() const noexcept;
-  const Pair* end() const noexcept;
-
-  /// The value under a key, null when there is none.
-  const URLEncodedFormComponent* find(std::string_view key) const noexcept;
-  /// The value under a key; an empty object is put in behind the others when there is none.
-  URLEncodedFormComponent& valueFor(std::string_view key);
-
-  bool operator==(const URLEncodedFormObject& other) const;
-
- private:
-  /// A pair's number plus one, 0 in an empty slot, and its key's hash, which spares most looks at
-  /// keys that lie elsewhere.
-  struct Slot {
-    std::uint32_t number;
-    std::uint32_t hash;
-  };
-
-  std::size_t indexOf(std::string_view key, std::uint32_t hash) const noexcept;
-  void addToTable(Slot slot) noexcept;
-  void makeRoom();
-
-  std::vector<Pair> pairs_;
-  std::vector<Slot> table_;  // open addressing; empty while the object is small
-};
 
 /// A form before it is text: a text, a list, or an object. A plain value.
 class TESSARINE_EXPORT URLEncodedFormComponent {
