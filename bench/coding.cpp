@@ -2,8 +2,8 @@
 //   decode    a document of 1.2 MB, 4 700 mixed objects, into the same structs for everybody
 //   encode    the structs to the document's text
 //   form      100 pairs, 3.4 kB, to an escaped query
-//   pairs     one object of many pairs to a form, all of one length: the direct way, and by the tree
-//   copy      a struct of 20 fields, deep, by way of JSON
+//   pairs     one object of many pairs to a form, all of one length: the direct way, and by the
+//   tree copy      a struct of 20 fields, deep, by way of JSON
 // RapidJSON decodes by its document and field access, as its users do; nlohmann/json by its own
 // document and conversions; simdjson by its on-demand interface, fields in the text's order.
 

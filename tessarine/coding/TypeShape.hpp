@@ -69,6 +69,22 @@ enum class ShapeKind : std::uint8_t {
 
 struct EncodableValue;
 
+/// A short plain name in quotes with a colon behind it, as most JSON has a key; none for others.
+struct QuotedName {
+  static constexpr std::size_t capacity = 16;
+
+  constexpr QuotedName(std::string_view name, bool isPlain) noexcept {
+    if (!isPlain || name.size() + 3 > capacity) return;
+    bytes[size++] = '"';
+    for (const char c : name) bytes[size++] = c;
+    bytes[size++] = '"';
+    bytes[size++] = ':';
+  }
+
+  std::array<char, capacity> bytes{};
+  std::uint32_t size = 0;
+};
+
 /// A described member: its key, where it lies in an object, and what it is.
 class FieldShape {
  public:
@@ -78,6 +94,7 @@ class FieldShape {
   const std::string_view name;
   const TypeShape* const shape;
   const bool isPlainName;  ///< nothing but ASCII letters, digits, "_", "-" and "."
+  const QuotedName quotedName;
 
   /// The member of `object`. Asks only once where it lies, which calls through a pointer.
   void* address(void* object) const noexcept {
@@ -113,6 +130,7 @@ constexpr FieldShape::FieldShape(std::string_view fieldName, const TypeShape* fi
     : name(fieldName),
       shape(fieldShape),
       isPlainName(detail::isPlainName(fieldName)),
+      quotedName(fieldName, isPlainName),
       locate_(locate) {}
 
 struct OptionalShape {
@@ -454,9 +472,9 @@ struct Sequences {
     }
     return true;
   }
-  /// A vector's first capacity spares the small steps up to it, where that costs little memory.
-  static constexpr std::size_t firstCapacity = 4;
-  static constexpr bool growsFromNothing = sizeof(Element) <= 64 && hasCapacity;
+  /// A vector's first block is a cache line, which spares the small steps up to it.
+  static constexpr std::size_t firstCapacity = 64 / sizeof(Element);
+  static constexpr bool growsFromNothing = firstCapacity > 1 && hasCapacity;
   /// Whether an element can be made in its place and read into there.
   static constexpr bool emplacesInPlace() {
     if constexpr (std::default_initializable<Element>) {

@@ -36,25 +36,29 @@ T& as(DecodableSlot slot) noexcept {
 class FieldMarks {
  public:
   explicit FieldMarks(std::size_t count)
-      : missing_(count), more_(count > inWord ? count - inWord : 0) {}
+      : missing_(count < inWord ? (std::uint64_t{1} << count) - 1 : ~std::uint64_t{0}),
+        moreMissing_(count > inWord ? count - inWord : 0, true) {}
+
   void set(std::size_t i) {
-    if (has(i)) return;
-    --missing_;
-    if (i < inWord) {
-      first_ |= std::uint64_t{1} << i;
+    if (i < inWord) [[likely]] {
+      missing_ &= ~(std::uint64_t{1} << i);
     } else {
-      more_[i - inWord] = true;
+      moreMissing_[i - inWord] = false;
     }
   }
-  bool has(std::size_t i) const { return i < inWord ? (first_ >> i & 1U) != 0 : more_[i - inWord]; }
-  bool hasAll() const noexcept { return missing_ == 0; }
+  bool has(std::size_t i) const {
+    return i < inWord ? (missing_ >> i & 1U) == 0 : !moreMissing_[i - inWord];
+  }
+  bool hasAll() const noexcept {
+    return missing_ == 0 &&
+           std::find(moreMissing_.begin(), moreMissing_.end(), true) == moreMissing_.end();
+  }
 
  private:
   static constexpr std::size_t inWord = 64;
 
-  std::size_t missing_;
-  std::uint64_t first_ = 0;
-  std::vector<bool> more_;
+  std::uint64_t missing_;
+  std::vector<bool> moreMissing_;
 };
 
 }  // namespace
@@ -482,11 +486,11 @@ std::uint32_t JSONReader::readFields(DecodableSlot slot, std::uint32_t at,
         options_.keyDecodingStrategy.kind() == JSONKeyStrategy::useDefaultKeys;
     std::size_t expected = 0;  // the field that comes next when the text has the order written
     do {
-      const bool isExpected = hasPlainKeys && expected < fields.size() &&
-                              fields[expected].isPlainName &&
-                              tokens_.isPlainString(at, fields[expected].name);
-      const std::size_t i = isExpected ? expected : fieldAt(at, fields, expected, path);
-      requireColon(at + 1);
+      std::size_t i = expected;
+      if (!hasPlainKeys || i >= fields.size() || !tokens_.isQuotedName(at, fields[i].quotedName)) {
+        i = fieldAt(at, fields, expected, path);
+        requireColon(at + 1);
+      }
       at += 2;
       if (i == fields.size()) {
         at = tokens_.skip(at, depth_);

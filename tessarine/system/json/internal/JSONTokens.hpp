@@ -7,8 +7,11 @@
 #include <string_view>
 #include <vector>
 
+#include "tessarine/coding/TypeShape.hpp"
 #include "tessarine/system/json/internal/JSONStructure.hpp"
 #include "tessarine/system/json/internal/hasSameBytes.hpp"
+
+#include <emmintrin.h>
 
 namespace tessarine::internal {
 
@@ -51,6 +54,19 @@ class JSONTokens {
     const std::size_t left = text_.size() - starts_[position];
     return plain.size() + 1 < left && begin[0] == '"' && begin[plain.size() + 1] == '"' &&
            hasSameBytes(begin + 1, plain.data(), plain.size());
+  }
+  /// Whether that name stands there with its quotes and the colon right behind, which is the next
+  /// token then. False for most of the last 16 bytes of a text, and where there is no name.
+  bool isQuotedName(std::uint32_t position, const QuotedName& name) const noexcept {
+    if (position >= starts_.size() || starts_[position] + QuotedName::capacity > text_.size()) {
+      return false;
+    }
+    const auto load = [](const char* bytes) {
+      return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+    };
+    const int equal = _mm_movemask_epi8(
+        _mm_cmpeq_epi8(load(text_.data() + starts_[position]), load(name.bytes.data())));
+    return name.size != 0 && (~static_cast<unsigned>(equal) & ((1U << name.size) - 1)) == 0;
   }
 
   // ---- grammar ----
