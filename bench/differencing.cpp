@@ -9,7 +9,7 @@
 //   table         100 000 rows in 1 000 sections (or ten times that): 1% each of rows inserted,
 //                 deleted and updated, 300 moved; `300 moves` are those alone, pairs of rows
 //                 swapped across sections; the hash table is built of the new identifiers and asked
-//                 for the old
+//                 for the old; `rows read` reads both snapshots and does nothing else
 // `peak` is the most that was allocated at once through operator new, in MiB.
 
 #include "tessarine/differencing.hpp"
@@ -403,6 +403,17 @@ void registerPair(const std::string& name, const Table& old, const Table& now, b
       steps = plan.steps().size();
     }
     state.counters["steps"] = static_cast<double>(steps);
+  });
+  untilSteady(name + "/rows read", [=](benchmark::State& state) {
+    for (auto _ : state) {
+      std::int64_t sum = 0;
+      for (const Table* const table : {&old, &now}) {
+        for (const auto& rows : table->rows) {
+          for (const Row& row : rows) sum += row.id ^ row.version;
+        }
+      }
+      benchmark::DoNotOptimize(sum);
+    }
   });
 #ifdef TESSARINE_BENCH_ABSL
   untilSteady(name + "/absl::flat_hash_map", [=](benchmark::State& state) {

@@ -80,6 +80,17 @@ struct ListOfLists {
   std::vector<std::int32_t> starts = {0};
 
   std::int32_t count() const { return starts.back(); }
+  /// Calls `use(element)` for each from the position `first` to before `last`.
+  template <class Use>
+  void forEach(std::int32_t first, std::int32_t last, Use use) const {
+    auto start = std::prev(std::upper_bound(starts.begin(), starts.end(), first));
+    for (; start != std::prev(starts.end()) && *start < last; ++start) {
+      const Element* const elements =
+          lists[static_cast<std::size_t>(start - starts.begin())].data();
+      const std::int32_t end = std::min(last, *std::next(start)) - *start;
+      for (std::int32_t i = std::max(first - *start, 0); i < end; ++i) use(elements[i]);
+    }
+  }
   void add(std::span<const Element> list) {
     if (list.size() >
         static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max() - count())) {
@@ -225,16 +236,18 @@ class LevelMatcher {
     };
     enum : unsigned char { open, taken, repeated };
     std::vector<unsigned char> states(static_cast<std::size_t>(new_end), open);
-    forEachHashed(now_, start, new_end, index,
-                  [&](std::int32_t at, const Element& element, std::size_t hash) {
-                    if (index.findOrAdd(hash, at, isNew(element)) == at) return;
-                    states[static_cast<std::size_t>(at)] = repeated;
-                    result_.repeatedNew.push_back(at);
-                  });
+    ListReader<Element> news(now_);
+    forEachHashed(now_, start, new_end, index, [&](std::int32_t at, std::size_t hash) {
+      const auto isSame = [&](std::int32_t other) {
+        return candidates[other].identifier() == news[at].identifier();
+      };
+      if (index.findOrAdd(hash, at, isSame) == at) return;
+      states[static_cast<std::size_t>(at)] = repeated;
+      result_.repeatedNew.push_back(at);
+    });
 
     std::vector<Deleted> deleted;
     ListReader<Element> olds(old_);
-    ListReader<Element> news(now_);
     const auto isAt = [&](std::int32_t place, const Element& element) {
       return place < new_end && states[static_cast<std::size_t>(place)] != repeated &&
              news[place].identifier() == element.identifier();
@@ -263,29 +276,23 @@ class LevelMatcher {
     if (result_.repeats) result_.isSame = isSame(start, old_end, new_end);
   }
 
-  /// Calls `use(position, element, hash)` for each element from `first` to before `last`. An index
-  /// of many lies outside of the caches: its slots are fetched some elements ahead.
+  /// Calls `use(position, hash)` for each element from `first` to before `last`. An index of many
+  /// lies outside of the caches: its slots are fetched some elements ahead.
   template <class Use>
   static void forEachHashed(const ListOfLists<Element>& list, std::int32_t first, std::int32_t last,
                             const IdentifierIndex& index, Use use) {
     constexpr std::int32_t ahead = 16;
     std::array<std::size_t, ahead> hashes = {};
-    const auto slot = [&](std::int32_t at) -> std::size_t& {
-      return hashes[static_cast<std::size_t>(at - first) % ahead];
+    const auto hash = [&](std::int32_t at) -> std::size_t& {
+      return hashes[static_cast<std::size_t>(at) % ahead];
     };
-    ListReader<Element> front(list);
-    ListReader<Element> elements(list);
-    const auto fetch = [&](std::int32_t at) {
-      if (at >= last) return;
-      slot(at) = hashOf(front[at]);
-      index.prefetch(slot(at));
-    };
-    for (std::int32_t at = first; at < std::min(last, first + ahead); ++at) fetch(at);
-    for (std::int32_t at = first; at < last; ++at) {
-      const std::size_t hash = slot(at);
-      fetch(at + ahead);
-      use(at, elements[at], hash);
-    }
+    std::int32_t at = first;
+    list.forEach(first, last, [&](const Element& element) {
+      if (at - first >= ahead) use(at - ahead, hash(at));
+      hash(at) = hashOf(element);
+      index.prefetch(hash(at++));
+    });
+    for (at = std::max(first, at - ahead); at < last; ++at) use(at, hash(at));
   }
 
   struct Deleted {
