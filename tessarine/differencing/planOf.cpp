@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "tessarine/differencing/internal/Layout.hpp"
 #include "tessarine/differencing/internal/PieceLists.hpp"
 #include "tessarine/differencing/internal/PlanReplay.hpp"
+#include "tessarine/differencing/internal/PrefixSums.hpp"
 #include "tessarine/differencing/internal/heaviestIncreasing.hpp"
 #include "tessarine/values/IndexPath.hpp"
 
@@ -28,7 +30,6 @@ class Planner {
         options_(options),
         old_(matching.oldStarts),
         now_(matching.newStarts),
-        rows_(matching.oldStarts),
         order_(std::array<std::int32_t, 2>{0, matching.sections.oldCount}) {}
 
   TablePlan plan() {
@@ -48,9 +49,16 @@ class Planner {
   /// Rows that are neighbours in both snapshots, in one section of each.
   struct Block {
     LevelMatching::Run run;
+    std::int32_t oldSection;
     std::int32_t newSection;
     bool stays;
+    std::size_t number = 0;       // by old position
+    std::size_t firstNumber = 0;  // of the blocks of its old section
+    std::int32_t mostPlaced = 0;  // rows of the new section before the next block that stays
   };
+  using List = PieceLists::List;
+
+  static constexpr std::int32_t none = std::numeric_limits<std::int32_t>::max();
 
   static IndexPath sectionAt(std::int64_t section) { return {0, section}; }
   std::size_t at(std::int32_t i) const { return static_cast<std::size_t>(i); }
@@ -77,33 +85,45 @@ class Planner {
       ++moves_;
     }
     for (std::int32_t& list : list_of_new_) {
-      if (list < 0) list = rows_.addList();
+      if (list < 0) list = list_count_++;
     }
   }
 
   void matchRows() {
     std::size_t first = 0;  // of the blocks of the section at hand
-    std::int32_t section = -1;
     const auto use = [&](const LevelMatching::Run& run, std::int32_t oldSection,
                          std::int32_t newSection) {
-      if (oldSection != section) {
-        chooseStaying(first);
-        first = blocks_.size();
-        section = oldSection;
+      if (!blocks_.empty() && blocks_.back().oldSection != oldSection) {
+        chooseStaying(std::exchange(first, blocks_.size()));
       }
-      blocks_.push_back({run, newSection, new_of_old_[at(oldSection)] == newSection});
+      blocks_.push_back({run, oldSection, newSection, new_of_old_[at(oldSection)] == newSection,
+                         blocks_.size(), first});
       return true;
     };
     CutRuns<IndexPath>(old_, now_).forEach(matching_.rows.runs, use);
     chooseStaying(first);
     forEachDeleted(matching_.rows, [&](std::int32_t row) { deleted_.push_back(row); });
-    leaving_.assign(at(rows_.listCount()), 0);
-    for (Block& block : blocks_) {
-      if (!block.stays) countMoves(block.run);
+    countRows();
+  }
+
+  void countRows() {
+    leaving_.assign(at(list_count_), 0);
+    placed_.assign(at(list_count_), 0);
+    std::vector<std::int32_t> waiting(blocks_.size());
+    changed_rows_ = at(matching_.rows.newCount);
+    std::int32_t most_placed = none;
+    for (std::size_t i = blocks_.size(); i-- > 0;) {
+      Block& block = blocks_[i];
+      if (i + 1 == blocks_.size() || blocks_[i + 1].oldSection != block.oldSection) {
+        most_placed = none;
+      }
+      block.mostPlaced = most_placed;
+      if (block.stays) most_placed = block.run.newStart - now_.sectionStart(block.newSection);
+      waiting[i] = block.stays ? block.run.length : countMoves(block);
+      changed_rows_ -= at(block.run.length);
     }
-    changed_rows_ = moves_of_rows_ + deleted_.size();
-    changed_rows_ += at(matching_.rows.newCount);
-    for (const Block& block : blocks_) changed_rows_ -= at(block.run.length);
+    waiting_ = PrefixSums(std::move(waiting));
+    changed_rows_ += moves_of_rows_ + deleted_.size();
     for (const auto& mark : matching_.rows.marks) {
       if (mark.difference == ElementDifference::needsUpdate) ++changed_rows_;
     }
@@ -138,18 +158,22 @@ class Planner {
     return suppressed.suppresses(old_.at(old), now_.at(now));
   }
 
-  /// The rows of a block that does not stay are moved, or replaced where moves are suppressed.
-  void countMoves(const LevelMatching::Run& run) {
-    std::int32_t& leaving = leaving_[at(old_.sectionOf(run.oldStart))];
-    for (std::int32_t i = 0; i < run.length; ++i) {
-      if (isReplaced(run.oldStart + i, run.newStart + i)) {
-        deleted_.push_back(run.oldStart + i);
-        replaced_.push_back(run.oldStart + i);
+  /// The rows of a block that does not stay are replaced where moves are suppressed; how many are
+  /// moved.
+  std::int32_t countMoves(const Block& block) {
+    std::int32_t moved = 0;
+    for (std::int32_t i = 0; i < block.run.length; ++i) {
+      const std::int32_t old = block.run.oldStart + i;
+      if (isReplaced(old, block.run.newStart + i)) {
+        deleted_.push_back(old);
+        replaced_.push_back(old);
       } else {
-        ++moves_of_rows_;
-        ++leaving;
+        ++moved;
       }
     }
+    moves_of_rows_ += at(moved);
+    leaving_[at(block.oldSection)] += moved;
+    return moved;
   }
 
   bool isPastBounds() const {
@@ -166,8 +190,6 @@ class Planner {
     // NOLINTNEXTLINE(modernize-loop-convert): clang 14 does not compile this library's views
     for (auto row = deleted_.rbegin(); row != deleted_.rend(); ++row) {
       const IndexPath path = old_.at(*row);
-      rows_.erase(static_cast<std::int32_t>(path.section()),
-                  static_cast<std::int32_t>(path.item()));
       steps_.push_back({Kind::deleteRow, path, {}, path, {}});
     }
   }
@@ -175,7 +197,7 @@ class Planner {
   void placeSections() {
     std::int32_t next = 0;  // behind the section that was placed last
     for (std::int32_t number = 0; number < matching_.sections.newCount; ++number) {
-      const PieceLists::List list = list_of_new_[at(number)];
+      const List list = list_of_new_[at(number)];
       if (list >= matching_.sections.oldCount) {
         order_.insert(0, next, list);
         steps_.push_back({Kind::insertSection, {}, sectionAt(next), {}, sectionAt(number)});
@@ -191,7 +213,7 @@ class Planner {
       }
       ++next;
     }
-    place_of_list_.resize(at(rows_.listCount()));
+    place_of_list_.resize(at(list_count_));
     std::int32_t place = 0;
     order_.forEachPiece(0, [&](const PieceLists::Piece& piece) {
       for (std::int32_t i = 0; i < piece.length; ++i) place_of_list_[at(piece.start + i)] = place++;
@@ -211,11 +233,9 @@ class Planner {
       for (; block != blocks_.end() && block->run.newStart < end; ++block) {
         for (; row < block->run.newStart; ++row) insertRow(row);
         if (block->stays) {
-          stay(block->run);
+          stay(*block);
         } else {
-          for (std::int32_t i = 0; i < block->run.length; ++i) {
-            moveRow(block->run.oldStart + i, row + i);
-          }
+          for (std::int32_t i = 0; i < block->run.length; ++i) moveRow(*block, i);
         }
         row += block->run.length;
       }
@@ -223,26 +243,42 @@ class Planner {
     }
   }
 
-  /// Goes behind a block that stays. Rows that have still to leave may lie before it.
-  void stay(const LevelMatching::Run& run) {
-    next_ = leaving_[at(list_)] == 0 ? next_ + run.length
-                                     : rows_.locate(run.oldStart + run.length - 1)->rank + 1;
+  // A list is, from the front: rows that were placed, and between them, behind the block that stays
+  // and was before them, rows that have still to leave; then, behind `next_`, those that are still
+  // where they were.
+
+  /// Where the first row is of those of a block that are still where they were.
+  std::int32_t rankOf(const Block& block) const {
+    const std::int32_t waiting =
+        waiting_.sumBefore(block.number) - waiting_.sumBefore(block.firstNumber);
+    return std::min(placed_[at(block.oldSection)], block.mostPlaced) + waiting;
+  }
+
+  /// Goes behind a block that stays.
+  void stay(const Block& block) {
+    const std::int32_t length = block.run.length;
+    next_ = (leaving_[at(list_)] == 0 ? next_ : rankOf(block)) + length;
+    waiting_.add(block.number, -length);
+    placed_[at(list_)] += length;
   }
 
   void insertRow(std::int32_t row) {
-    rows_.insert(list_, next_, matching_.rows.oldCount + row);
+    ++placed_[at(list_)];
     steps_.push_back({Kind::insertRow, {}, {next_++, place_of_list_[at(list_)]}, {}, now_.at(row)});
   }
 
-  void moveRow(std::int32_t old, std::int32_t row) {
+  /// The row `i` of a block, of which those before it have left.
+  void moveRow(const Block& block, std::int32_t i) {
+    const std::int32_t old = block.run.oldStart + i;
+    const std::int32_t row = block.run.newStart + i;
     if (isReplaced(old, row)) return insertRow(row);
-    const PieceLists::Place from = *rows_.locate(old);
-    rows_.erase(from.list, from.rank);
-    --leaving_[at(from.list)];
-    if (from.list == list_ && from.rank < next_) --next_;
-    rows_.insert(list_, next_, old);
+    const std::int32_t from = rankOf(block);
+    waiting_.add(block.number, -1);
+    --leaving_[at(block.oldSection)];
+    if (block.oldSection == list_ && from < next_) --next_;
+    ++placed_[at(list_)];
     steps_.push_back({Kind::moveRow,
-                      {from.rank, place_of_list_[at(from.list)]},
+                      {from, place_of_list_[at(block.oldSection)]},
                       {next_++, place_of_list_[at(list_)]},
                       old_.at(old),
                       now_.at(row)});
@@ -281,23 +317,25 @@ class Planner {
   const TablePlanOptions& options_;
   Layout<IndexPath> old_;
   Layout<IndexPath> now_;
-  PieceLists rows_;   // a list a section; a new row has its position plus the count of old ones
   PieceLists order_;  // the one list of the sections' lists
 
-  std::vector<PieceLists::List> list_of_new_;
+  List list_count_ = matching_.sections.oldCount;  // a list a section: the old ones, then new ones
+  std::vector<List> list_of_new_;
   std::vector<std::int32_t> new_of_old_;
   std::vector<bool> section_moves_;  // by new section
   std::vector<Block> blocks_;        // by old position, then by new position
   std::vector<std::int32_t> deleted_;
   std::vector<std::int32_t> replaced_;
   std::vector<std::int32_t> leaving_;  // by list: rows that have still to move to another place
+  std::vector<std::int32_t> placed_;   // by list: rows of the new section that are in their place
+  PrefixSums waiting_{{}};  // by block: rows still where they were, behind those placed before
   std::size_t moves_ = 0;
   std::size_t moves_of_rows_ = 0;
   std::size_t changed_rows_ = 0;
 
   std::vector<std::int32_t> place_of_list_;
-  PieceLists::List list_ = 0;  // the section being put in order
-  std::int32_t next_ = 0;      // behind its row that was placed last
+  List list_ = 0;          // the section being put in order
+  std::int32_t next_ = 0;  // behind its row that was placed last
   std::vector<TableStep> steps_;
 };
 
