@@ -99,13 +99,15 @@ inline std::optional<std::int64_t> shortJSONInteger(std::string_view text) noexc
   const std::size_t first = isNegative ? 1 : 0;
   std::size_t at = first;
   std::int64_t magnitude = 0;
-  if (first + 8 < text.size()) {
+  if (first + 8 < text.size()) [[likely]] {
     const LeadingDigits digits(text.data() + first);
     at += digits.count;
     magnitude = static_cast<std::int64_t>(digits.value);
   }
-  const std::size_t last = std::min(text.size(), first + mostDigits);
-  for (; at < last && isDigit(text[at]); ++at) magnitude = magnitude * 10 + (text[at] - '0');
+  if (at == first || at == first + 8) {  // none, or there may be more
+    const std::size_t last = std::min(text.size(), first + mostDigits);
+    for (; at < last && isDigit(text[at]); ++at) magnitude = magnitude * 10 + (text[at] - '0');
+  }
   const bool hasLeadingZero = at > first + 1 && text[first] == '0';
   if (at == first || hasLeadingZero || !endsJSONToken(text, at)) return std::nullopt;
   return isNegative ? -magnitude : magnitude;

@@ -237,8 +237,8 @@ void JSONReader::readScalar(DecodableSlot slot, std::uint32_t at, const CodingPa
   if (isInteger) return;
   switch (kind) {
     case ShapeKind::boolean:
-      if (tokens_.tokenAt(at) != Token::boolean) mismatch(at, kind, path);
-      as<bool>(slot) = tokens_.booleanAt(at);
+      as<bool>(slot) = tokens_.isLiteral(at, "true");
+      if (!as<bool>(slot) && !tokens_.isLiteral(at, "false")) mismatch(at, kind, path);
       return;
     case ShapeKind::float32:
       return readFloat(as<float>(slot), at, path);

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "tessarine/coding/CodingErrors.hpp"
-#include "tessarine/system/json/internal/JSONNumber.hpp"
 #include "tessarine/system/json/internal/JSONString.hpp"
 #include "tessarine/system/json/internal/deepestJSON.hpp"
 
@@ -32,9 +31,6 @@ void JSONTokens::unexpected(std::uint32_t position) const {
 // ---- tokens ----
 
 JSONTokens::Token JSONTokens::tokenAt(std::uint32_t position) const noexcept {
-  const auto isLiteral = [&](std::string_view literal) {
-    return rest(position).starts_with(literal) && endsJSONToken(rest(position), literal.size());
-  };
   switch (const char c = charAt(position)) {
     case '{':
       return Token::object;
@@ -43,11 +39,11 @@ JSONTokens::Token JSONTokens::tokenAt(std::uint32_t position) const noexcept {
     case '"':
       return Token::text;
     case 'n':
-      return isLiteral("null") ? Token::null : Token::other;
+      return isLiteral(position, "null") ? Token::null : Token::other;
     case 't':
-      return isLiteral("true") ? Token::boolean : Token::other;
+      return isLiteral(position, "true") ? Token::boolean : Token::other;
     case 'f':
-      return isLiteral("false") ? Token::boolean : Token::other;
+      return isLiteral(position, "false") ? Token::boolean : Token::other;
     default:
       return c == '-' || isDigit(c) ? Token::number : Token::other;
   }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tessarine/coding/TypeShape.hpp"
+#include "tessarine/system/json/internal/JSONNumber.hpp"
 #include "tessarine/system/json/internal/JSONStructure.hpp"
 #include "tessarine/system/json/internal/hasSameBytes.hpp"
 
@@ -32,6 +33,11 @@ class JSONTokens {
     return position < starts_.size() ? text_[starts_[position]] : '\0';
   }
   Token tokenAt(std::uint32_t position) const noexcept;
+  /// Whether that literal stands there.
+  bool isLiteral(std::uint32_t position, std::string_view literal) const noexcept {
+    return position < starts_.size() && rest(position).starts_with(literal) &&
+           endsJSONToken(rest(position), literal.size());
+  }
   std::size_t offsetOf(std::uint32_t position) const noexcept {
     return position < starts_.size() ? starts_[position] : text_.size();
   }
