@@ -129,6 +129,35 @@ TEST(URLEncodedForm, TreesAreWrittenFromAnyKeyOn) {
             "K%20E%5BAB%5D=1&&K%20E%5B%5D%5BC%5D=2");
 }
 
+TEST(URLEncodedForm, ObjectsOfAnySizeKeepTheOrderOfTheirKeys) {
+  for (const std::size_t count : {0U, 1U, 16U, 17U, 1023U, 1024U, 1025U, 2048U, 5000U}) {
+    URLEncodedFormObject object;
+    for (const int turn : {1, 2}) {  // the second time each key is there, and gets another value
+      for (std::size_t i = 0; i < count; ++i) {
+        object.valueFor(std::to_string(i * 7919 % 10'007)) = std::to_string(i * turn);
+      }
+    }
+    ASSERT_EQ(object.size(), count);
+    std::size_t i = 0;
+    for (const auto& [key, value] : object) {
+      ASSERT_EQ(key, std::to_string(i * 7919 % 10'007));
+      ASSERT_EQ(*value.string(), std::to_string(2 * i));
+      ASSERT_EQ(object.find(key), &value);
+      ++i;
+    }
+    ASSERT_EQ(i, count);
+    EXPECT_EQ(object.find("no number"), nullptr);
+    auto copy = object;
+    EXPECT_EQ(copy, object);
+    copy.valueFor("one more") = "";
+    EXPECT_NE(copy, object);
+    EXPECT_EQ(object.find("one more"), nullptr);
+    object = std::move(copy);
+    EXPECT_EQ(object.size(), count + 1);
+    EXPECT_NE(object.find("one more"), nullptr);
+  }
+}
+
 TEST(URLEncodedForm, EscapesEveryByteThatIsNotAllowed) {
   const auto one = [](std::string_view value, Form::Options options = {}) {
     const std::map<std::string, std::string> form{{"k", std::string(value)}};

@@ -51,6 +51,31 @@ struct Explorer {
   }
 };
 
+/// Names as long as those that are compared at once, and one longer.
+struct Names {
+  int a = 0;
+  int thirteenChars = 0;
+  int fourteenCharsX = 0;
+  static constexpr auto codingFields =
+      fields(field("a", &Names::a), field("thirteenChars", &Names::thirteenChars),
+             field("fourteenCharsX", &Names::fourteenCharsX));
+};
+
+// NOLINTBEGIN(cppcoreguidelines-macro-usage): 66 members
+#define MEMBERS(p) int p##0 = 0, p##1 = 0, p##2 = 0, p##3 = 0, p##4 = 0, p##5 = 0;
+#define FIELDS(p)                                                                     \
+  field(#p "0", &Wide::p##0), field(#p "1", &Wide::p##1), field(#p "2", &Wide::p##2), \
+      field(#p "3", &Wide::p##3), field(#p "4", &Wide::p##4), field(#p "5", &Wide::p##5)
+// NOLINTEND(cppcoreguidelines-macro-usage)
+struct Wide {
+  MEMBERS(a)
+  MEMBERS(b) MEMBERS(c) MEMBERS(d) MEMBERS(e) MEMBERS(f) MEMBERS(g) MEMBERS(h) MEMBERS(i) MEMBERS(j)
+      MEMBERS(k) static constexpr auto codingFields = fields(FIELDS(a), FIELDS(b), FIELDS(c),
+                                                             FIELDS(d), FIELDS(e), FIELDS(f),
+                                                             FIELDS(g), FIELDS(h), FIELDS(i),
+                                                             FIELDS(j), FIELDS(k));
+};
+
 DecodingError errorOf(auto decode) {
   try {
     decode();
@@ -241,6 +266,67 @@ TEST(JSONDecoder, ReadsNumbersByWhatTheyAreNotByTheirNotation) {
   EXPECT_THROW((void)decoder.decode<double>("1e400"), DecodingError);
   EXPECT_THROW((void)decoder.decode<float>("1e39"), DecodingError);
   EXPECT_EQ(decoder.decode<double>("0." + std::string(400, '0') + "1e401"), 1.0);
+}
+
+TEST(JSONDecoder, FindsKeysHoweverTheyStand) {
+  const JSONDecoder decoder;
+  for (const char* text :
+       {R"({"a":1,"thirteenChars":2,"fourteenCharsX":3})",
+        R"({ "a" : 1 , "thirteenChars" : 2 , "fourteenCharsX" : 3 })",
+        R"({"fourteenCharsX":3,"thirteenChars" :2,"a":1})",
+        R"({"a":1,"thirteenCharsX":9,"thirteenChars":2,"fourteenChars":8,"fourteenCharsX":3})",
+        R"({"a":9,"\u0061":1,"thirteen\u0043hars":2,"a\"":7,"fourteenCharsX":3})"}) {
+    const auto names = decoder.decode<Names>(text);
+    EXPECT_EQ(std::vector({names.a, names.thirteenChars, names.fourteenCharsX}),
+              std::vector({1, 2, 3}))
+        << text;
+  }
+  for (const char* text : {R"({"a":1,"thirteenChars":2})", R"({"a";1})", R"({"a")", R"({"a":)"}) {
+    EXPECT_THROW((void)decoder.decode<Names>(text), DecodingError) << text;
+  }
+}
+
+TEST(JSONDecoder, NoticesEachOfManyFields) {
+  std::vector<std::string> keys;
+  for (char letter = 'a'; letter <= 'k'; ++letter) {
+    for (char digit = '0'; digit <= '5'; ++digit) keys.push_back({letter, digit});
+  }
+  // Backwards, and without one of them.
+  const auto textWithout = [&](const std::string& missing) {
+    std::string text;
+    for (std::size_t i = keys.size(); i-- > 0;) {
+      if (keys[i] == missing) continue;
+      text.append(text.empty() ? "" : ",").append("\"" + keys[i] + "\":" + std::to_string(i));
+    }
+    return "{" + text + "}";
+  };
+  const JSONDecoder decoder;
+  const Wide all = decoder.decode<Wide>(textWithout(""));
+  EXPECT_EQ(std::vector({all.a0, all.a1, all.k4, all.k5}), std::vector({0, 1, 64, 65}));
+  for (const std::string& key : keys) {
+    const auto error = errorOf([&] { (void)decoder.decode<Wide>(textWithout(key)); });
+    EXPECT_EQ(error.kind(), Case::keyNotFound) << key;
+  }
+}
+
+TEST(JSONDecoder, ReadsDecimalsOfAnyLengthExactly) {
+  const JSONDecoder decoder;
+  const std::string digits = "9705318264";
+  for (std::size_t integer = 1; integer <= digits.size(); ++integer) {
+    for (std::size_t fraction = 1; fraction <= digits.size(); ++fraction) {
+      const std::string number = digits.substr(0, integer) + "." + digits.substr(0, fraction);
+      const std::string small = "0.0" + digits.substr(0, fraction);
+      const auto read =
+          decoder.decode<std::vector<double>>("[" + number + ",-" + number + " ,-" + small + "]");
+      EXPECT_EQ(read, std::vector({std::stod(number), -std::stod(number), -std::stod(small)}));
+      EXPECT_EQ(decoder.decode<double>(number), std::stod(number));
+      for (const char* behind : {"x", ".", ".5", "e"}) {
+        EXPECT_THROW((void)decoder.decode<std::vector<double>>("[" + number + behind + ",1.5]"),
+                     DecodingError)
+            << number << behind;
+      }
+    }
+  }
 }
 
 TEST(JSONDecoder, OffersContainersOfAllKinds) {
