@@ -62,18 +62,16 @@ struct Names {
 };
 
 // NOLINTBEGIN(cppcoreguidelines-macro-usage): 66 members
-#define MEMBERS(p) int p##0 = 0, p##1 = 0, p##2 = 0, p##3 = 0, p##4 = 0, p##5 = 0;
+#define SIX(p) p##0 = 0, p##1 = 0, p##2 = 0, p##3 = 0, p##4 = 0, p##5 = 0
 #define FIELDS(p)                                                                     \
   field(#p "0", &Wide::p##0), field(#p "1", &Wide::p##1), field(#p "2", &Wide::p##2), \
       field(#p "3", &Wide::p##3), field(#p "4", &Wide::p##4), field(#p "5", &Wide::p##5)
 // NOLINTEND(cppcoreguidelines-macro-usage)
 struct Wide {
-  MEMBERS(a)
-  MEMBERS(b) MEMBERS(c) MEMBERS(d) MEMBERS(e) MEMBERS(f) MEMBERS(g) MEMBERS(h) MEMBERS(i) MEMBERS(j)
-      MEMBERS(k) static constexpr auto codingFields = fields(FIELDS(a), FIELDS(b), FIELDS(c),
-                                                             FIELDS(d), FIELDS(e), FIELDS(f),
-                                                             FIELDS(g), FIELDS(h), FIELDS(i),
-                                                             FIELDS(j), FIELDS(k));
+  int SIX(a), SIX(b), SIX(c), SIX(d), SIX(e), SIX(f), SIX(g), SIX(h), SIX(i), SIX(j), SIX(k);
+  static constexpr auto codingFields =
+      fields(FIELDS(a), FIELDS(b), FIELDS(c), FIELDS(d), FIELDS(e), FIELDS(f), FIELDS(g), FIELDS(h),
+             FIELDS(i), FIELDS(j), FIELDS(k));
 };
 
 DecodingError errorOf(auto decode) {
@@ -316,8 +314,9 @@ TEST(JSONDecoder, ReadsDecimalsOfAnyLengthExactly) {
     for (std::size_t fraction = 1; fraction <= digits.size(); ++fraction) {
       const std::string number = digits.substr(0, integer) + "." + digits.substr(0, fraction);
       const std::string small = "0.0" + digits.substr(0, fraction);
-      const auto read =
-          decoder.decode<std::vector<double>>("[" + number + ",-" + number + " ,-" + small + "]");
+      std::string list = "[";
+      list.append(number).append(",-").append(number).append(" ,-").append(small).append("]");
+      const auto read = decoder.decode<std::vector<double>>(list);
       EXPECT_EQ(read, std::vector({std::stod(number), -std::stod(number), -std::stod(small)}));
       EXPECT_EQ(decoder.decode<double>(number), std::stod(number));
       for (const char* behind : {"x", ".", ".5", "e"}) {
