@@ -472,9 +472,9 @@ struct Sequences {
     }
     return true;
   }
-  /// A vector's first block is a cache line, which spares the small steps up to it.
-  static constexpr std::size_t firstCapacity = 64 / sizeof(Element);
-  static constexpr bool growsFromNothing = firstCapacity > 1 && hasCapacity;
+  /// A vector's first capacity spares the small steps up to it, where that costs little memory.
+  static constexpr std::size_t firstCapacity = 4;
+  static constexpr bool growsFromNothing = sizeof(Element) <= 64 && hasCapacity;
   /// Whether an element can be made in its place and read into there.
   static constexpr bool emplacesInPlace() {
     if constexpr (std::default_initializable<Element>) {

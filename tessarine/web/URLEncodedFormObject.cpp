@@ -139,10 +139,14 @@ URLEncodedFormComponent& URLEncodedFormObject::valueFor(std::string_view key) {
   const std::size_t index = indexOf(key, hash);
   if (index != nowhere) return pairAt(index).second;
   makeRoom();
-  std::vector<Pair>& block = large_ && !large_->blocks.empty() ? large_->blocks.back() : pairs_;
+  std::vector<Pair>& block = lastBlock();
   block.emplace_back(key, URLEncodedFormComponent());
   if (large_) large_->table.add(hash);
   return block.back().second;
+}
+
+std::vector<URLEncodedFormObject::Pair>& URLEncodedFormObject::lastBlock() noexcept {
+  return large_ && !large_->blocks.empty() ? large_->blocks.back() : pairs_;
 }
 
 /// For one more pair.
@@ -157,7 +161,8 @@ void URLEncodedFormObject::makeRoom() {
     large_ = std::move(large);
   }
   large_->table.makeRoom();
-  if (size() % blockSize == 0) large_->blocks.emplace_back().reserve(blockSize);
+  // Asked of the block: an empty one may have stayed when memory ran out for its first pair.
+  if (lastBlock().size() == blockSize) large_->blocks.emplace_back().reserve(blockSize);
 }
 
 bool URLEncodedFormObject::operator==(const URLEncodedFormObject& other) const {

@@ -80,6 +80,7 @@ class TESSARINE_EXPORT URLEncodedFormObject {
   const Pair& pairAt(std::size_t index) const noexcept;
   Pair& pairAt(std::size_t index) noexcept;
   std::size_t indexOf(std::string_view key, std::uint32_t hash) const noexcept;
+  std::vector<Pair>& lastBlock() noexcept;
   void makeRoom();
 
   std::vector<Pair> pairs_;       // the first of them
