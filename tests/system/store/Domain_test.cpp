@@ -117,14 +117,14 @@ class Pair {
 };
 
 TEST(Domain, TimesOfWritingRiseInTheOrderOfTheWrites) {
+  std::mutex mutex;
+  std::condition_variable arrived;
+  std::vector<std::string> order;
   const TemporaryFolder folder;
   Domain one(folder / "domain");
   Domain two(folder / "domain");
   Domain reader(folder / "domain");
   const auto token = std::make_shared<int>();
-  std::mutex mutex;
-  std::condition_variable arrived;
-  std::vector<std::string> order;
   reader.addObserverOfAllKeys(token, [&](std::string_view key, const auto&, const auto&) {
     const std::scoped_lock lock(mutex);
     order.emplace_back(key);

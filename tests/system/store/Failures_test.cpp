@@ -109,8 +109,8 @@ TEST(Failures, FolderThatIsAFile) {
   const TemporaryFolder folder;
   overwrite(folder / "file", "");
   StandardError messages;
-  Domain domain(folder / "file/domain");
   int heard = 0;
+  Domain domain(folder / "file/domain");
   const auto token = std::make_shared<int>();
   domain.addObserver("a", token, nullptr, [&](auto&&...) { ++heard; });
   set(domain, "a", 1);
@@ -197,13 +197,13 @@ TEST(Failures, DamageFoundLaterKeepsWhatIsInMemory) {
     ASSERT_TRUE(domain.synchronize());
   }
   const std::string whole = contentsOf(folder / "domain.sqlite");
+  int heard = 0;
   Domain domain(folder / "domain");
   Domain other(folder / "domain");  // as if in another process
   ASSERT_EQ(domain.object("known"), PreferenceObject(1));
   ASSERT_EQ(other.object("known"), PreferenceObject(1));
   set(domain, "new", 2);
   ASSERT_EQ(other.object("new"), PreferenceObject(2));
-  int heard = 0;
   const auto token = std::make_shared<int>();
   for (const auto* key : {"known", "new"}) {
     domain.addObserver(key, token, nullptr, [&](auto&&...) { ++heard; });

@@ -136,11 +136,11 @@ TEST(Observers, MayUseTheStoreWhenDestroyed) {
 }
 
 TEST(Observers, WriteReadAndComeAndGoOnManyThreads) {
+  constexpr int rounds = 300;
+  std::atomic<int> heard = 0;  // outlives the domains, whose own threads may still be telling
   const TemporaryFolder folder;
   detail::Domain one(folder / "domain");
   detail::Domain two(folder / "domain");  // as if in another process
-  constexpr int rounds = 300;
-  std::atomic<int> heard = 0;
   const auto keep = std::make_shared<int>();
   for (auto* domain : {&one, &two}) {
     domain->addObserver("k", keep, nullptr, [&](auto&&...) { ++heard; });
