@@ -124,8 +124,8 @@ TESSARINE_EXPORT TablePlan planOf(const SnapshotMatching& matching,
 /// moved where their place changes and never updated.
 ///
 /// Reloads past the bounds of `options`, and where an identifier repeats, unless the snapshots are
-/// equal. In snapshots of more than 1,023 rows, repeats within a long common start and end are not
-/// looked for: such rows are matched by their place, which is a valid plan as well.
+/// equal. In snapshots of more than 1,023 rows, repeats are not looked for among rows that are in
+/// order in a section of both: they are matched by their place, which is a valid plan as well.
 /// What a comparison throws passes through. Time in the order of the rows for comparing them, and
 /// of the change times its logarithm for the rest.
 template <Diffable Snapshot>

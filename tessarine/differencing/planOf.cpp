@@ -52,8 +52,7 @@ class Planner {
     std::int32_t oldSection;
     std::int32_t newSection;
     bool stays;
-    std::size_t number = 0;       // by old position
-    std::size_t firstNumber = 0;  // of the blocks of its old section
+    std::size_t first;            // of the blocks of its old section
     std::int32_t mostPlaced = 0;  // rows of the new section before the next block that stays
   };
   using List = PieceLists::List;
@@ -96,8 +95,8 @@ class Planner {
       if (!blocks_.empty() && blocks_.back().oldSection != oldSection) {
         chooseStaying(std::exchange(first, blocks_.size()));
       }
-      blocks_.push_back({run, oldSection, newSection, new_of_old_[at(oldSection)] == newSection,
-                         blocks_.size(), first});
+      blocks_.push_back(
+          {run, oldSection, newSection, new_of_old_[at(oldSection)] == newSection, first});
       return true;
     };
     CutRuns<IndexPath>(old_, now_).forEach(matching_.rows.runs, use);
@@ -132,12 +131,14 @@ class Planner {
 
   /// Of the blocks from `first` on, those of one section, lets the heaviest increasing ones stay.
   void chooseStaying(std::size_t first) {
-    const auto precedes = [](const Block& a, const Block& b) {
-      return a.newSection == b.newSection && a.run.newStart < b.run.newStart;
-    };
-    std::size_t last = first + 1;
-    while (last < blocks_.size() && precedes(blocks_[last - 1], blocks_[last])) ++last;
-    if (last >= blocks_.size()) return;  // the common case: all stay
+    bool is_increasing = true;
+    std::int32_t previous = -1;
+    for (std::size_t i = first; i < blocks_.size(); ++i) {
+      if (!blocks_[i].stays) continue;
+      is_increasing = is_increasing && blocks_[i].run.newStart > previous;
+      previous = blocks_[i].run.newStart;
+    }
+    if (is_increasing) return;  // the common case: all of them stay
     std::vector<std::int32_t> keys;
     std::vector<std::int32_t> weights;
     for (std::size_t i = first; i < blocks_.size(); ++i) {
@@ -187,9 +188,11 @@ class Planner {
   void deleteRows() {
     std::sort(deleted_.begin(), deleted_.end());
     std::sort(replaced_.begin(), replaced_.end());
+    std::int32_t section = old_.sectionCount() - 1;
     // NOLINTNEXTLINE(modernize-loop-convert): clang 14 does not compile this library's views
     for (auto row = deleted_.rbegin(); row != deleted_.rend(); ++row) {
-      const IndexPath path = old_.at(*row);
+      while (*row < old_.sectionStart(section)) --section;
+      const IndexPath path = old_.at(*row, section);
       steps_.push_back({Kind::deleteRow, path, {}, path, {}});
     }
   }
@@ -221,23 +224,43 @@ class Planner {
     });
   }
 
+  /// Those that stay are mostly in order already, and the others few.
+  std::vector<std::size_t> numbersByNewPosition() const {
+    std::vector<std::size_t> numbers;
+    std::vector<std::size_t> leaving;
+    numbers.reserve(blocks_.size());
+    for (std::size_t i = 0; i < blocks_.size(); ++i) {
+      (blocks_[i].stays ? numbers : leaving).push_back(i);
+    }
+    const auto precedes = [&](std::size_t a, std::size_t b) {
+      return blocks_[a].run.newStart < blocks_[b].run.newStart;
+    };
+    if (!std::is_sorted(numbers.begin(), numbers.end(), precedes)) {
+      std::sort(numbers.begin(), numbers.end(), precedes);
+    }
+    std::sort(leaving.begin(), leaving.end(), precedes);
+    const auto middle = numbers.insert(numbers.end(), leaving.begin(), leaving.end());
+    std::inplace_merge(numbers.begin(), middle, numbers.end(), precedes);
+    return numbers;
+  }
+
   void placeRows() {
-    std::sort(blocks_.begin(), blocks_.end(),
-              [](const Block& a, const Block& b) { return a.run.newStart < b.run.newStart; });
-    auto block = blocks_.begin();
-    for (std::int32_t number = 0; number < matching_.sections.newCount; ++number) {
-      const std::int32_t end = now_.sectionStart(number + 1);
-      list_ = list_of_new_[at(number)];
+    const std::vector<std::size_t> order = numbersByNewPosition();
+    auto next = order.begin();
+    for (section_ = 0; section_ < matching_.sections.newCount; ++section_) {
+      const std::int32_t end = now_.sectionStart(section_ + 1);
+      list_ = list_of_new_[at(section_)];
       next_ = 0;
-      std::int32_t row = now_.sectionStart(number);
-      for (; block != blocks_.end() && block->run.newStart < end; ++block) {
-        for (; row < block->run.newStart; ++row) insertRow(row);
-        if (block->stays) {
-          stay(*block);
+      std::int32_t row = now_.sectionStart(section_);
+      for (; next != order.end() && blocks_[*next].run.newStart < end; ++next) {
+        const Block& block = blocks_[*next];
+        for (; row < block.run.newStart; ++row) insertRow(row);
+        if (block.stays) {
+          stay(*next);
         } else {
-          for (std::int32_t i = 0; i < block->run.length; ++i) moveRow(*block, i);
+          for (std::int32_t i = 0; i < block.run.length; ++i) moveRow(*next, i);
         }
-        row += block->run.length;
+        row += block.run.length;
       }
       for (; row < end; ++row) insertRow(row);
     }
@@ -248,40 +271,46 @@ class Planner {
   // where they were.
 
   /// Where the first row is of those of a block that are still where they were.
-  std::int32_t rankOf(const Block& block) const {
-    const std::int32_t waiting =
-        waiting_.sumBefore(block.number) - waiting_.sumBefore(block.firstNumber);
+  std::int32_t rankOf(std::size_t number) const {
+    const Block& block = blocks_[number];
+    const std::int32_t waiting = waiting_.sumBefore(number) - waiting_.sumBefore(block.first);
     return std::min(placed_[at(block.oldSection)], block.mostPlaced) + waiting;
   }
 
   /// Goes behind a block that stays.
-  void stay(const Block& block) {
-    const std::int32_t length = block.run.length;
-    next_ = (leaving_[at(list_)] == 0 ? next_ : rankOf(block)) + length;
-    waiting_.add(block.number, -length);
+  void stay(std::size_t number) {
+    const std::int32_t length = blocks_[number].run.length;
+    if (leaving_[at(list_)] == 0) {  // nobody will ask where its rows are any more
+      next_ += length;
+      return;
+    }
+    next_ = rankOf(number) + length;
+    waiting_.add(number, -length);
     placed_[at(list_)] += length;
   }
 
   void insertRow(std::int32_t row) {
     ++placed_[at(list_)];
-    steps_.push_back({Kind::insertRow, {}, {next_++, place_of_list_[at(list_)]}, {}, now_.at(row)});
+    steps_.push_back(
+        {Kind::insertRow, {}, {next_++, place_of_list_[at(list_)]}, {}, now_.at(row, section_)});
   }
 
   /// The row `i` of a block, of which those before it have left.
-  void moveRow(const Block& block, std::int32_t i) {
+  void moveRow(std::size_t number, std::int32_t i) {
+    const Block& block = blocks_[number];
     const std::int32_t old = block.run.oldStart + i;
     const std::int32_t row = block.run.newStart + i;
     if (isReplaced(old, row)) return insertRow(row);
-    const std::int32_t from = rankOf(block);
-    waiting_.add(block.number, -1);
+    const std::int32_t from = rankOf(number);
+    waiting_.add(number, -1);
     --leaving_[at(block.oldSection)];
     if (block.oldSection == list_ && from < next_) --next_;
     ++placed_[at(list_)];
     steps_.push_back({Kind::moveRow,
                       {from, place_of_list_[at(block.oldSection)]},
                       {next_++, place_of_list_[at(list_)]},
-                      old_.at(old),
-                      now_.at(row)});
+                      old_.at(old, block.oldSection),
+                      now_.at(row, section_)});
   }
 
   /// From the last to the first.
@@ -303,13 +332,18 @@ class Planner {
       steps_.push_back({Kind::updateSection, {}, path, sectionAt(mark.old), path});
     }
     auto run = matching_.rows.runs.begin();
+    std::int32_t old_section = 0;
+    std::int32_t new_section = 0;
     for (const auto& mark : matching_.rows.marks) {
       if (mark.difference != ElementDifference::needsUpdate) continue;
       while (run->oldStart + run->length <= mark.old) ++run;
       // A row that was replaced came as it is in the new snapshot.
       if (std::binary_search(replaced_.begin(), replaced_.end(), mark.old)) continue;
-      const IndexPath path = now_.at(run->newStart + mark.old - run->oldStart);
-      steps_.push_back({Kind::updateRow, {}, path, old_.at(mark.old), path});
+      const std::int32_t row = run->newStart + mark.old - run->oldStart;
+      while (mark.old >= old_.sectionStart(old_section + 1)) ++old_section;
+      new_section = now_.sectionOf(row, new_section);
+      const IndexPath path = now_.at(row, new_section);
+      steps_.push_back({Kind::updateRow, {}, path, old_.at(mark.old, old_section), path});
     }
   }
 
@@ -323,7 +357,7 @@ class Planner {
   std::vector<List> list_of_new_;
   std::vector<std::int32_t> new_of_old_;
   std::vector<bool> section_moves_;  // by new section
-  std::vector<Block> blocks_;        // by old position, then by new position
+  std::vector<Block> blocks_;        // by old position
   std::vector<std::int32_t> deleted_;
   std::vector<std::int32_t> replaced_;
   std::vector<std::int32_t> leaving_;  // by list: rows that have still to move to another place
@@ -334,7 +368,8 @@ class Planner {
   std::size_t changed_rows_ = 0;
 
   std::vector<std::int32_t> place_of_list_;
-  List list_ = 0;          // the section being put in order
+  std::int32_t section_ = 0;  // the new section that is being put in order
+  List list_ = 0;             // and its list
   std::int32_t next_ = 0;  // behind its row that was placed last
   std::vector<TableStep> steps_;
 };

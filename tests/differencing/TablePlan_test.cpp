@@ -113,6 +113,49 @@ TEST(TablePlan, RandomSnapshots) {
   }
 }
 
+/// Long enough that rows which stand in order are matched without a look-up.
+Snapshot largeSnapshot(SnapshotMaker& maker) {
+  Snapshot made;
+  int row = 0;
+  for (int s = 0; s < 12; ++s) {
+    std::vector<Element> rows(50 + maker.below(200));
+    for (Element& each : rows) each.id = row++;
+    made.add({s, 0}, rows);
+  }
+  return made;
+}
+
+/// Takes rows out in one piece, which may go elsewhere, and puts new ones in.
+void changeInPieces(Snapshot& snapshot, SnapshotMaker& maker, int fresh) {
+  auto& from = snapshot.all_items[maker.below(snapshot.all_items.size())];
+  auto& to = snapshot.all_items[maker.below(snapshot.all_items.size())];
+  const auto begin = from.begin() + maker.below(from.size() + 1);
+  const auto end = begin + maker.below(std::min<std::size_t>(20, from.end() - begin) + 1);
+  std::vector<Element> piece(begin, end);
+  from.erase(begin, end);
+  if (maker.oneIn(2)) piece.assign(maker.below(20), {});
+  for (Element& row : piece) {
+    if (row.id == 0) row.id = fresh++;
+  }
+  to.insert(to.begin() + maker.below(to.size() + 1), piece.begin(), piece.end());
+}
+
+TEST(TablePlan, LargeSnapshots) {
+  const auto seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  SnapshotMaker maker(seed, 1'000'000);
+  for (int run = 0; run < 20 * thoroughness; ++run) {
+    const Snapshot old = largeSnapshot(maker);
+    Snapshot now = old;
+    for (unsigned edits = maker.below(20); edits > 0; --edits) now = maker.changed(now);
+    for (int piece = static_cast<int>(maker.below(4)); piece > 0; --piece) {
+      changeInPieces(now, maker, 2'000'000 + 1'000 * piece);
+    }
+    ASSERT_NO_FATAL_FAILURE(expectPlan(old, now));
+    ASSERT_NO_FATAL_FAILURE(expectPlan(now, old));
+  }
+}
+
 TEST(TablePlan, LargeShuffles) {
   const auto seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
@@ -207,6 +250,18 @@ TEST(TablePlan, RepeatedIdentifiers) {
   Snapshot updated = twice;
   updated.all_items[0][1].version = 1;
   EXPECT_EQ(tablePlan(twice, updated).verdict(), Verdict::reload);
+
+  SnapshotMaker maker(1);
+  Snapshot large = largeSnapshot(maker);
+  for (const int at : {10, 20}) large.all_items[3][static_cast<std::size_t>(at)].id = -1;
+  Snapshot now = large;
+  now.all_items[3].erase(now.all_items[3].begin() + 15);
+  ListOfListsView view(large, now);
+  tablePlan(large, now).perform(view);
+  EXPECT_EQ(view.table, now) << "rows in order are matched by their place";
+  for (const int at : {5, 30}) now.all_items[7][static_cast<std::size_t>(at)].id = -2;
+  EXPECT_EQ(tablePlan(large, now).verdict(), Verdict::reload);
+  EXPECT_EQ(tablePlan(now, large).verdict(), Verdict::reload);
 }
 
 TEST(TablePlan, OneSectionOfAMillionRows) {

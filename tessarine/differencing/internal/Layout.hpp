@@ -27,8 +27,18 @@ class Layout {
     return static_cast<std::int32_t>(std::upper_bound(starts_.begin(), starts_.end(), position) -
                                      starts_.begin() - 1);
   }
-  Index at(std::int32_t position) const {
-    const std::int32_t section = sectionOf(position);
+  /// The same where `guess` is the section of a position near by: mostly right, or one off.
+  std::int32_t sectionOf(std::int32_t position, std::int32_t guess) const {
+    for (const std::int32_t section : {guess, guess + 1, guess - 1}) {
+      if (section >= 0 && section < sectionCount() && position >= sectionStart(section) &&
+          position < sectionStart(section + 1)) {
+        return section;
+      }
+    }
+    return sectionOf(position);
+  }
+  Index at(std::int32_t position) const { return at(position, sectionOf(position)); }
+  Index at(std::int32_t position, std::int32_t section) const {
     return DifferenceIndex<Index>::make(position - sectionStart(section), section);
   }
   std::span<const std::int32_t> starts() const { return starts_; }
@@ -43,15 +53,16 @@ class CutRuns {
  public:
   CutRuns(const Layout<Index>& old, const Layout<Index>& now) : old_(old), now_(now) {}
 
-  /// Calls `use(run, oldSection, newSection)` for each piece of `runs`, in their order.
+  /// Calls `use(run, oldSection, newSection)` for each piece of `runs`, in their order, which is by
+  /// old position.
   template <class Use>
   void forEach(const std::vector<LevelMatching::Run>& runs, Use use) const {
     std::int32_t old_section = 0;
     std::int32_t new_section = 0;
     for (LevelMatching::Run run : runs) {
       while (run.length > 0) {
-        old_section = seek(old_, old_section, run.oldStart);
-        new_section = seek(now_, new_section, run.newStart);
+        while (run.oldStart >= old_.sectionStart(old_section + 1)) ++old_section;
+        new_section = now_.sectionOf(run.newStart, new_section);
         const std::int32_t length =
             std::min({run.length, old_.sectionStart(old_section + 1) - run.oldStart,
                       now_.sectionStart(new_section + 1) - run.newStart});
@@ -65,18 +76,6 @@ class CutRuns {
   }
 
  private:
-  /// The section of `position`; `guess` is that of its neighbour, and mostly right or one too low.
-  static std::int32_t seek(const Layout<Index>& layout, std::int32_t guess, std::int32_t position) {
-    if (position >= layout.sectionStart(guess) && position < layout.sectionStart(guess + 1)) {
-      return guess;
-    }
-    if (guess + 2 <= layout.sectionCount() && position >= layout.sectionStart(guess + 1) &&
-        position < layout.sectionStart(guess + 2)) {
-      return guess + 1;
-    }
-    return layout.sectionOf(position);
-  }
-
   const Layout<Index>& old_;
   const Layout<Index>& now_;
 };

@@ -23,25 +23,29 @@ PieceLists::List PieceLists::addList() {
   return listCount() - 1;
 }
 
-std::int32_t PieceLists::size(List list) const {
-  const Head& head = this->head(list);
-  return head.isPlain ? head.length : total(head.root);
-}
-
 void PieceLists::insert(List list, std::int32_t rank, Item item) {
   materialize(list);
-  if (rank > 0 && extendPiece(find(list, rank - 1), item)) return;
-  const Node tail = cut(list, rank);
-  const auto [left, right] = split(head(list).root, rank);
-  setRoot(list, merge(merge(left, make(item, 1)), merge(tail, right)));
+  Node tail = none;
+  if (rank > 0) {
+    const Inside last = find(list, rank - 1);
+    if (extendPiece(last, item)) return;
+    tail = cut(last);
+  }
+  insertPieces(list, rank, make(item, 1), tail);
 }
 
-/// Takes out the part from `rank` on of the piece that `rank` lies in; none where a piece begins.
-PieceLists::Node PieceLists::cut(List list, std::int32_t rank) {
-  const auto [n, offset] = find(list, rank);
-  if (n == none || offset == 0) return none;
-  const Item start = node(n).start + offset;
-  const std::int32_t length = node(n).length - offset;
+/// Puts one or two pieces where a piece begins or the list ends.
+void PieceLists::insertPieces(List list, std::int32_t rank, Node first, Node second) {
+  const auto [left, right] = split(head(list).root, rank);
+  setRoot(list, merge(merge(left, first), merge(second, right)));
+}
+
+/// Takes out what is behind `last` in its piece; none where the piece ends.
+PieceLists::Node PieceLists::cut(Inside last) {
+  const auto [n, offset] = last;
+  const std::int32_t length = node(n).length - offset - 1;
+  if (length == 0) return none;
+  const Item start = node(n).start + offset + 1;
   shorten(n, length);
   return make(start, length);
 }
@@ -80,20 +84,19 @@ bool PieceLists::extendPiece(Inside last, Item item) {
 
 PieceLists::Item PieceLists::erase(List list, std::int32_t rank) {
   materialize(list);
-  const Node tail = cut(list, rank + 1);
-  const auto [n, offset] = find(list, rank);
-  const Item item = node(n).start + offset;
-  if (offset > 0) {
+  const Inside inside = find(list, rank);
+  const Node n = inside.piece;
+  const Item item = node(n).start + inside.offset;
+  const Node tail = cut(inside);
+  if (inside.offset > 0) {
     shorten(n, 1);
-    if (tail == none) return item;
+    if (tail != none) insertPieces(list, rank, tail, none);
+    return item;
   }
-  auto [left, right] = split(head(list).root, rank);
-  if (offset == 0) {
-    const auto [one, rest] = split(right, 1);
-    free(one);
-    right = rest;
-  }
-  setRoot(list, merge(left, merge(tail, right)));
+  const auto [left, right] = split(head(list).root, rank);
+  const auto [one, rest] = split(right, 1);
+  free(one);
+  setRoot(list, merge(left, merge(tail, rest)));
   return item;
 }
 

@@ -33,7 +33,10 @@ class PieceLists {
 
   List addList();
   std::int32_t listCount() const { return static_cast<std::int32_t>(lists_.size()); }
-  std::int32_t size(List list) const;
+  std::int32_t size(List list) const {
+    const Head& head = this->head(list);
+    return head.isPlain ? head.length : total(head.root);
+  }
 
   /// `rank` is at most the size, and `item` in no list.
   void insert(List list, std::int32_t rank, Item item);
@@ -49,13 +52,8 @@ class PieceLists {
   template <class Use>
   bool forEachPiece(List list, Use use) const {
     if (head(list).isPlain) return use(Piece{head(list).start, head(list).length});
-    std::vector<Node> path;
-    for (Node n = head(list).root; n != none || !path.empty();) {
-      for (; n != none; n = node(n).left) path.push_back(n);
-      n = path.back();
-      path.pop_back();
+    for (Node n = firstIn(head(list).root); n >= 0; n = next(n)) {
       if (!use(Piece{node(n).start, node(n).length})) return false;
-      n = node(n).right;
     }
     return true;
   }
@@ -93,6 +91,20 @@ class PieceLists {
   Head& head(List list) { return lists_[static_cast<std::size_t>(list)]; }
   const Head& head(List list) const { return lists_[static_cast<std::size_t>(list)]; }
   std::int32_t total(Node n) const { return n == none ? 0 : node(n).total; }
+  Node firstIn(Node n) const {
+    while (n != none && node(n).left != none) n = node(n).left;
+    return n;
+  }
+  /// Negative behind the last.
+  Node next(Node n) const {
+    if (node(n).right != none) return firstIn(node(n).right);
+    Node parent = node(n).parent;
+    while (parent >= 0 && node(parent).right == n) {
+      n = parent;
+      parent = node(n).parent;
+    }
+    return parent;
+  }
 
   Node make(Item start, std::int32_t length);
   void free(Node n);
@@ -101,7 +113,8 @@ class PieceLists {
   Halves split(Node n, std::int32_t rank);
   void materialize(List list);
   Inside find(List list, std::int32_t rank) const;
-  Node cut(List list, std::int32_t rank);
+  void insertPieces(List list, std::int32_t rank, Node first, Node second);
+  Node cut(Inside last);
   void shorten(Node n, std::int32_t length);
   void setRoot(List list, Node root);
   bool extendPiece(Inside last, Item item);
