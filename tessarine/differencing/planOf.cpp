@@ -370,7 +370,7 @@ class Planner {
   std::vector<std::int32_t> place_of_list_;
   std::int32_t section_ = 0;  // the new section that is being put in order
   List list_ = 0;             // and its list
-  std::int32_t next_ = 0;  // behind its row that was placed last
+  std::int32_t next_ = 0;     // behind its row that was placed last
   std::vector<TableStep> steps_;
 };
 
