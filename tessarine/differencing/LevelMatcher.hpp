@@ -136,29 +136,32 @@ class LevelMatcher {
     return std::move(result_);
   }
 
-  /// The same where each list is of a section. Of many elements those that are in order in a
-  /// section of both snapshots are matched by going through it: no table is made of them, and
+  /// The same where each list is of a section. Elements that are in order in a section of both
+  /// snapshots are matched by going through it. Where there are many, no table is made of them, and
   /// identifiers that repeat there go unseen.
   LevelMatching match(const LevelMatching& sections) {
-    if (sections.repeats || std::min(old_.count(), now_.count()) < worthwhile) return match();
+    if (sections.repeats) return match();
     std::vector<bool> is_inserted(now_.lists.size(), true);
     std::size_t next = 0;
     for (const auto& run : sections.runs) {
-      for (std::int32_t i = 0; i < run.length; ++i) {
-        const auto old = static_cast<std::size_t>(run.oldStart + i);
-        const auto now = static_cast<std::size_t>(run.newStart + i);
-        for (; next < old; ++next) leave(old_left_, old_, next);
-        next = old + 1;
+      auto old = static_cast<std::size_t>(run.oldStart);
+      auto now = static_cast<std::size_t>(run.newStart);
+      for (; next < old; ++next) leave(old_left_, old_, next);
+      next = old + static_cast<std::size_t>(run.length);
+      for (; old < next; ++old, ++now) {
         is_inserted[now] = false;
         align(old, now);
       }
     }
     for (; next < old_.lists.size(); ++next) leave(old_left_, old_, next);
+    const bool is_large = std::min(old_.count(), now_.count()) >= worthwhile;
+    if (!is_large) new_left_.clear();
     for (std::size_t list = 0; list < is_inserted.size(); ++list) {
-      if (is_inserted[list]) leave(new_left_, now_, list);
+      if (is_inserted[list] || !is_large) leave(new_left_, now_, list);
     }
     sort(new_left_);
     if (!old_left_.empty() || !new_left_.empty()) matchLeft();
+    if (result_.repeats && !is_large) return LevelMatcher(old_, now_).match();
     return std::move(result_);
   }
 
@@ -225,17 +228,19 @@ class LevelMatcher {
     if (difference != ElementDifference::unchanged) result_.marks.push_back({at, difference});
   }
 
-  /// Looks up what is left of the old elements among what is left of the new ones.
+  /// Looks the elements of `old_left_` up among those of `new_left_`.
   void matchLeft() {
     const LevelMatching in_order = std::exchange(result_, {});
     result_.oldCount = in_order.oldCount;
     result_.newCount = in_order.newCount;
     enum : unsigned char { matched, open, taken, repeated };
-    std::vector<unsigned char> states(static_cast<std::size_t>(now_.count()), matched);
+    std::vector<unsigned char> states(static_cast<std::size_t>(now_.count()), open);
+    for (const auto& run : in_order.runs) {
+      std::fill_n(states.begin() + run.newStart, run.length, matched);
+    }
     const auto state = [&](std::int32_t at) -> unsigned char& {
       return states[static_cast<std::size_t>(at)];
     };
-    for (const Left& left : new_left_) state(left.at) = open;
     IdentifierIndex index = indexOf(new_left_, now_, [&](std::int32_t at) {
       state(at) = repeated;
       result_.repeatedNew.push_back(at);
@@ -260,7 +265,7 @@ class LevelMatcher {
         deleted.push_back(old);
         continue;
       }
-      if (state(found) == taken) result_.repeats = true;
+      if (state(found) != open) result_.repeats = true;
       state(found) = taken;
       result_.add(old.at, found, 1);
       mark(old.at, olds[old.at], news[found]);
@@ -335,9 +340,8 @@ class LevelMatcher {
   const ListOfLists<Element>& old_;
   const ListOfLists<Element>& now_;
   LevelMatching result_;
-  // What was not matched in order; ascending.
-  std::vector<Left> old_left_;
-  std::vector<Left> new_left_;
+  std::vector<Left> old_left_;  // what was not matched in order
+  std::vector<Left> new_left_;  // the same, or all where repeats are looked for; ascending
 };
 
 }  // namespace tessarine::differencing_detail
