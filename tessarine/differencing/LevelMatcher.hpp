@@ -130,8 +130,8 @@ class LevelMatcher {
 
   /// Looks every element up by its identifier.
   LevelMatching match() {
-    for (std::size_t list = 0; list < old_.lists.size(); ++list) leave(old_left_, old_, list);
-    for (std::size_t list = 0; list < now_.lists.size(); ++list) leave(new_left_, now_, list);
+    leaveAll(old_left_, old_);
+    leaveAll(new_left_, now_);
     matchLeft();
     return std::move(result_);
   }
@@ -141,25 +141,9 @@ class LevelMatcher {
   /// identifiers that repeat there go unseen.
   LevelMatching match(const LevelMatching& sections) {
     if (sections.repeats) return match();
-    std::vector<bool> is_inserted(now_.lists.size(), true);
-    std::size_t next = 0;
-    for (const auto& run : sections.runs) {
-      auto old = static_cast<std::size_t>(run.oldStart);
-      auto now = static_cast<std::size_t>(run.newStart);
-      for (; next < old; ++next) leave(old_left_, old_, next);
-      next = old + static_cast<std::size_t>(run.length);
-      for (; old < next; ++old, ++now) {
-        is_inserted[now] = false;
-        align(old, now);
-      }
-    }
-    for (; next < old_.lists.size(); ++next) leave(old_left_, old_, next);
+    alignSections(sections);
     const bool is_large = std::min(old_.count(), now_.count()) >= worthwhile;
-    if (!is_large) new_left_.clear();
-    for (std::size_t list = 0; list < is_inserted.size(); ++list) {
-      if (is_inserted[list] || !is_large) leave(new_left_, now_, list);
-    }
-    sort(new_left_);
+    if (!is_large) leaveAll(new_left_, now_);
     if (!old_left_.empty() || !new_left_.empty()) matchLeft();
     if (result_.repeats && !is_large) return LevelMatcher(old_, now_).match();
     return std::move(result_);
@@ -181,9 +165,6 @@ class LevelMatcher {
   }
 
   /// Takes note of elements that have to be looked up.
-  static void leave(std::vector<Left>& left, const ListOfLists<Element>& all, std::size_t list) {
-    leave(left, all.lists[list], all.starts[list]);
-  }
   static void leave(std::vector<Left>& left, std::span<const Element> elements, std::int32_t at) {
     const std::size_t count = left.size();
     left.resize(count + elements.size());
@@ -192,11 +173,36 @@ class LevelMatcher {
                      return Left{at++, hashOf(element)};
                    });
   }
+  static void leave(std::vector<Left>& left, const ListOfLists<Element>& all, std::size_t list) {
+    leave(left, all.lists[list], all.starts[list]);
+  }
+  static void leaveAll(std::vector<Left>& left, const ListOfLists<Element>& all) {
+    left.clear();
+    left.reserve(static_cast<std::size_t>(all.count()));
+    for (std::size_t list = 0; list < all.lists.size(); ++list) leave(left, all, list);
+  }
 
-  static void sort(std::vector<Left>& left) {
+  void alignSections(const LevelMatching& sections) {
+    std::vector<bool> is_inserted(now_.lists.size(), true);
+    std::size_t next = 0;
+    for (const auto& run : sections.runs) {
+      auto old = static_cast<std::size_t>(run.oldStart);
+      auto now = static_cast<std::size_t>(run.newStart);
+      for (; next < old; ++next) leave(old_left_, old_, next);
+      next = old + static_cast<std::size_t>(run.length);
+      for (; old < next; ++old, ++now) {
+        is_inserted[now] = false;
+        align(old, now);
+      }
+    }
+    for (; next < old_.lists.size(); ++next) leave(old_left_, old_, next);
+    for (std::size_t list = 0; list < is_inserted.size(); ++list) {
+      if (is_inserted[list]) leave(new_left_, now_, list);
+    }
     const auto precedes = [](const Left& a, const Left& b) { return a.at < b.at; };
-    if (std::is_sorted(left.begin(), left.end(), precedes)) return;
-    std::sort(left.begin(), left.end(), precedes);
+    if (!std::is_sorted(new_left_.begin(), new_left_.end(), precedes)) {
+      std::sort(new_left_.begin(), new_left_.end(), precedes);
+    }
   }
 
   void align(std::size_t oldList, std::size_t newList) {
