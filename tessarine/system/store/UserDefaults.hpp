@@ -145,6 +145,9 @@ class TESSARINE_EXPORT UserDefaults : public std::enable_shared_from_this<UserDe
 
   /// Calls `observer` for each later change of exactly this key, by whomever, until it is removed
   /// or destroyed; it is not kept alive. `context` is handed back as it is.
+  /// It is called on the thread that writes before the write returns, and for what other processes
+  /// wrote on one that reads next or on the domain's own, whichever is first. Of changes that two
+  /// threads tell at once either may be told first.
   void addObserver(const std::shared_ptr<KeyValueObserving>& observer, std::string_view keyPath,
                    KeyValueObservingOptions options = KeyValueObservingOptions::newValue,
                    void* context = nullptr);
@@ -154,7 +157,8 @@ class TESSARINE_EXPORT UserDefaults : public std::enable_shared_from_this<UserDe
                       void* context = nullptr);
 
   using ChangeHandler = std::function<void(const ChangeDictionary& change)>;
-  /// The same with a function, for as long as the returned token lives.
+  /// The same with a function, for as long as the returned token lives, or, if it has begun on
+  /// another thread by then, until that call returns.
   [[nodiscard]] std::shared_ptr<void> observe(
       std::string_view key, ChangeHandler handler,
       KeyValueObservingOptions options = KeyValueObservingOptions::newValue);
