@@ -6,6 +6,7 @@
 #include "tessarine/coding/CodingPathNode.hpp"
 #include "tessarine/coding/Decoder.hpp"
 #include "tessarine/coding/Encoder.hpp"
+#include "tessarine/coding/ShapeOf.hpp"
 #include "tessarine/coding/TypeShape.hpp"
 #include "tessarine/coding/codingFields.hpp"
 #include "tessarine/coding/withIntegerType.hpp"

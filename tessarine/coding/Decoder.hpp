@@ -10,6 +10,7 @@
 #include "tessarine/coding/CodingErrors.hpp"
 #include "tessarine/coding/CodingKey.hpp"
 #include "tessarine/coding/Encoder.hpp"
+#include "tessarine/coding/ShapeOf.hpp"
 #include "tessarine/coding/TypeShape.hpp"
 #include "tessarine/export.hpp"
 

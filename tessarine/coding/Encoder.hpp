@@ -13,6 +13,7 @@
 
 #include "tessarine/coding/CodingErrors.hpp"
 #include "tessarine/coding/CodingKey.hpp"
+#include "tessarine/coding/ShapeOf.hpp"
 #include "tessarine/coding/TypeShape.hpp"
 #include "tessarine/export.hpp"
 
