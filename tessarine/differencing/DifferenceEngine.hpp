@@ -20,9 +20,11 @@ TESSARINE_EXPORT Difference differenceOf(const SnapshotMatching& matching,
 /// not lead to the new snapshot: see docs/differencing.md. For a plan that always does, take
 /// `tablePlan`.
 ///
-/// Two sections of one identifier end the process. Of two items of one identifier the first counts;
-/// what follows depends on the values. What a comparison throws passes through. Time in the order
-/// of the rows; where most rows stand as before, a fraction of a hash table of them.
+/// Two sections of one identifier end the process. Of two items of one identifier the first counts,
+/// but in snapshots of more than 1,023 rows those that are in order in a section of both are
+/// matched by their place; what follows depends on the values. What a comparison throws passes
+/// through. Time in the order of the rows; of many, a hash table is made only of those not in
+/// order.
 template <Diffable Snapshot>
 Difference difference(const Snapshot& snapshot, const Snapshot& from,
                       const SuppressedMovePositions* suppressedMovePositions = nullptr) {
